@@ -1,0 +1,3 @@
+#include "validation/validationlog.h"
+
+Q_LOGGING_CATEGORY(lcValidation, "dravik.validation")
