@@ -1,0 +1,117 @@
+// A stand-in for the image engine, for the processor's tests and benchmark. It never looks at
+// pixels: what it does is chosen by words in the input file's name.
+//
+//   exitN      exit with code N without writing anything (exit0 gives a success with no output)
+//   sleepN     sleep N milliseconds before acting
+//   hang       sleep far longer than any test waits
+//   crash      abort
+//   big        write an output larger than the input
+//   empty      write an empty output
+//   tojpg      with -outformat auto, choose JPEG (otherwise PNG)
+//
+// Otherwise it writes an output that holds its own arguments, one a line, so tests can read the
+// command line back. With "-outext on" the extension of the written format is appended unless
+// the output path already ends with it, as the real engine does; "-outformat same" keeps the
+// input's extension. A missing -in or -out exits 1; a repeated option exits 77.
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::string Lower(std::string text)
+{
+    for (char &c : text)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+bool EndsWith(const std::string &text, const std::string &tail)
+{
+    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+std::string BaseName(const std::string &path)
+{
+    const auto slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+long long FileSize(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    return in ? static_cast<long long>(in.tellg()) : -1;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    std::map<std::string, std::string> options;
+    std::vector<std::string> args(argv + 1, argv + argc);
+    for (size_t i = 0; i + 1 < args.size(); i += 2) {
+        if (!options.emplace(args[i], args[i + 1]).second)
+            return 77;
+    }
+    if (options.count("-version") != 0 || (args.size() == 1 && args[0] == "-version")) {
+        std::puts("Dravik  Version 0.0.0-standin");
+        return 0;
+    }
+    if (options.count("-in") == 0 || options.count("-out") == 0)
+        return 1;
+
+    const std::string input = options["-in"];
+    const std::string name = Lower(BaseName(input));
+    std::smatch match;
+
+    if (std::regex_search(name, match, std::regex("sleep([0-9]+)")))
+        std::this_thread::sleep_for(std::chrono::milliseconds(std::stol(match[1])));
+    if (name.find("hang") != std::string::npos)
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    if (name.find("crash") != std::string::npos)
+        std::abort();
+    if (std::regex_search(name, match, std::regex("exit([0-9]+)")))
+        return std::stoi(match[1]);
+
+    const long long inputSize = FileSize(input);
+    if (inputSize < 0) {
+        std::fputs("cannot read input\n", stderr);
+        return 90;
+    }
+
+    std::string output = options["-out"];
+    const std::string format = options.count("-outformat") ? options["-outformat"] : "same";
+    if (options["-outext"] == "on") {
+        std::string extension;
+        if (format == "auto")
+            extension = name.find("tojpg") != std::string::npos ? ".jpg" : ".png";
+        else if (format != "same")
+            extension = "." + format;
+        const std::string lowerOut = Lower(output);
+        const bool has = EndsWith(lowerOut, extension)
+                         || (extension == ".jpg" && EndsWith(lowerOut, ".jpeg"));
+        if (!extension.empty() && !has)
+            output += extension;
+    }
+
+    std::string content;
+    if (name.find("empty") == std::string::npos) {
+        for (const std::string &arg : args)
+            content += arg + "\n";
+        if (name.find("big") != std::string::npos)
+            content.resize(static_cast<size_t>(inputSize) + 100 + content.size(), 'x');
+    }
+    std::ofstream out(output, std::ios::binary | std::ios::trunc);
+    if (!out)
+        return 96;
+    out << content;
+    return out ? 0 : 84;
+}

@@ -1,0 +1,86 @@
+#pragma once
+
+// Window-free stand-ins for the progress and search dialogs: they keep the flags the workers
+// read and record what the workers reported, so tests can both steer a run and check it.
+
+#include "pipeline/runflags.h"
+#include "pipeline/timeleft.h"
+
+#include <QElapsedTimer>
+#include <QMutex>
+#include <QStringList>
+
+#include <atomic>
+#include <functional>
+
+class TestProcessMonitor : public ProcessMonitor
+{
+public:
+    TestProcessMonitor() { timer.start(); }
+
+    void SetProgress(int percent) override { lastPercent = percent; }
+    void SetFraction(int started) override
+    {
+        fractions.fetch_add(1);
+        if (onFraction)
+            onFraction(started);
+    }
+    void SetInputFileName(const QString &path) override
+    {
+        QMutexLocker lock(&mutex);
+        inputNames << path;
+    }
+    void SetOutputFileName(const QString &path) override
+    {
+        QMutexLocker lock(&mutex);
+        outputNames << path;
+    }
+    void SetTimeLeft(int hh, int mm, int ss) override
+    {
+        QMutexLocker lock(&mutex);
+        timeLeft << FormatTime(hh, mm, ss);
+    }
+    void ProgressEnd() override { progressEnds.fetch_add(1); }
+
+    bool IsContinue() const override { return flags.IsContinue(); }
+    bool IsQuestionShowing() const override { return flags.IsQuestionShowing(); }
+    void WaitWhileQuestionShowing() const override { flags.WaitWhileQuestionShowing(); }
+    void SetCancel(bool cancel) override { flags.SetCancel(cancel); }
+
+    qint64 ElapsedMs() const override { return timer.elapsed() + extraMs.load(); }
+    QString ElapsedText() const override { return FormatSeconds(ElapsedMs() / 1000); }
+
+    RunFlags flags;
+    QElapsedTimer timer;
+    std::atomic<qint64> extraMs{0};          // lets a test pretend that time has passed
+    std::atomic<int> lastPercent{-1};
+    std::atomic<int> fractions{0};
+    std::atomic<int> progressEnds{0};
+    std::function<void(int)> onFraction;     // called on the worker that starts a file
+    mutable QMutex mutex;
+    QStringList inputNames, outputNames, timeLeft;
+};
+
+class TestSearchMonitor : public SearchMonitor
+{
+public:
+    bool IsContinue() const override { return flags.IsContinue(); }
+    bool IsQuestionShowing() const override { return flags.IsQuestionShowing(); }
+    void WaitWhileQuestionShowing() const override { flags.WaitWhileQuestionShowing(); }
+    bool IsBatchMode() const override { return batchMode; }
+    void ProgressDone() override { progressDone.fetch_add(1); }
+    void ShowRefusal(const QString &message) override
+    {
+        QMutexLocker lock(&mutex);
+        refusals << message;
+        if (onRefusal)
+            onRefusal();
+    }
+
+    RunFlags flags;
+    bool batchMode = false;
+    std::atomic<int> progressDone{0};
+    std::function<void()> onRefusal;
+    QMutex mutex;
+    QStringList refusals;
+};
