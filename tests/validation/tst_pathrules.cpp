@@ -108,11 +108,6 @@ void TestPathRules::windowsPaths_data()
            Unusable(QString("C:\\a") + QChar(0x1f) + "\\"));
     AddRow("space is usable", R"(C:\my images\)", {});
     AddRow("vertical bar", R"(C:\a|b\)", Unusable(R"(C:\a|b\)"));
-    AddRow("each unusable: ?", R"(C:\a?\)", Unusable(R"(C:\a?\)"));
-    AddRow("each unusable: *", R"(C:\a*\)", Unusable(R"(C:\a*\)"));
-    AddRow("each unusable: quote", R"(C:\a"\)", Unusable(R"(C:\a"\)"));
-    AddRow("each unusable: <", R"(C:\a<\)", Unusable(R"(C:\a<\)"));
-    AddRow("each unusable: >", R"(C:\a>\)", Unusable(R"(C:\a>\)"));
     AddRow("unusable before pair", R"(C:\a\\|\)", Unusable(R"(C:\a\\|\)"));
 
     // Elements: dots, parent folders, reserved device names.
