@@ -92,11 +92,23 @@ QJsonArray StringArraySkippingEmpty(const QStringList &list)
     return array;
 }
 
-void LogMarker(const char *operation, char phase)
+// Logs the entry and, on every way out, the exit of an operation.
+class OperationMarker
 {
-    qDebug().noquote() << QStringLiteral("==========%1 %2==========")
-                              .arg(QLatin1StringView(operation), QChar::fromLatin1(phase));
-}
+public:
+    explicit OperationMarker(const char *operation) : m_operation(operation) { Log('S'); }
+    ~OperationMarker() { Log('E'); }
+    OperationMarker(const OperationMarker &) = delete;
+    OperationMarker &operator=(const OperationMarker &) = delete;
+
+private:
+    void Log(char phase) const
+    {
+        qDebug().noquote() << QStringLiteral("==========%1 %2==========")
+                                  .arg(QLatin1StringView(m_operation), QChar::fromLatin1(phase));
+    }
+    const char *m_operation;
+};
 
 } // namespace
 
@@ -281,7 +293,7 @@ bool SettingsStore::WriteRecentFolders(const RecentFolders &lists) const
 
 bool SettingsStore::MoveRecentFromPageSettings(int lastSelectTab) const
 {
-    LogMarker("MoveRecentFromPageSettings", 'S');
+    const OperationMarker marker("MoveRecentFromPageSettings");
     const QString folder = GetSettingsFolder();
     if (folder.isEmpty() || !QFileInfo(folder).isDir())
         return false;
@@ -305,7 +317,6 @@ bool SettingsStore::MoveRecentFromPageSettings(int lastSelectTab) const
     lists.outputHistory =
         JsonValues::StringListPrefix(page, kOutputHistoryKey, RecentLimits::kMaxEntries);
     WriteRecentFolders(lists);
-    LogMarker("MoveRecentFromPageSettings", 'E');
     return true;
 }
 

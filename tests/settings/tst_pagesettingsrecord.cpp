@@ -194,6 +194,18 @@ void TestPageSettingsRecord::validRecordsSurviveARoundTrip()
         QVERIFY(ReadValidated(QJsonDocument::fromJson(text).object()) == original);
     }
 
+    // Numbers as a file holds them: an integer beyond 32 bits is unusable, a whole number in
+    // another notation is fine.
+    const QJsonObject parsed = QJsonDocument::fromJson(
+        R"({"viewListNum": 3000000000, "resizeWidth": 640.0, "resizeHeight": 2e3,
+            "stampOffsetX": -2147483649, "jpegUpperLimit": 5000})").object();
+    const PageSettingsRecord fromText = ReadValidated(parsed);
+    QCOMPARE(fromText.viewListNum, 0);
+    QCOMPARE(fromText.resizeWidth, 640);
+    QCOMPARE(fromText.resizeHeight, 2000);
+    QCOMPARE(fromText.stampOffsetX, 0);
+    QCOMPARE(fromText.jpegUpperLimit, 5000);
+
     // The edges of every range are inside it.
     PageSettingsRecord low;
     low.generalOutputFormat = 0;

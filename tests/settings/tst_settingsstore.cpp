@@ -123,6 +123,19 @@ void TestSettingsStore::settingsFolderFollowsThePathSyntax()
     QCOMPARE(SettingsStore::SettingsFolderFor(QStringLiteral("/home/me/.local/share"), QLatin1Char('/')),
              QStringLiteral("/home/me/.local/share/Lumeno Dravik for Desktop"));
     QCOMPARE(SettingsStore::SettingsFolderFor(QString(), QLatin1Char('\\')), QString());
+
+    // A relative data location must not put the settings below the working folder.
+    const QByteArray savedHome = qgetenv("HOME");
+    const QString home = m_data->path() + QStringLiteral("/home");
+    qputenv("HOME", QFile::encodeName(home));
+    qputenv("XDG_DATA_HOME", "relative/data");
+    const QString folder = SettingsStore().GetSettingsFolder();
+    const bool written = SettingsStore().WriteDarkStyle(true);
+    qputenv("HOME", savedHome);
+    QVERIFY2(folder.isEmpty() || (QDir::isAbsolutePath(folder) && folder.startsWith(home)),
+             qPrintable(folder));
+    QCOMPARE(written, !folder.isEmpty());
+    QVERIFY(!QFileInfo::exists(QStringLiteral("relative")));
 }
 
 void TestSettingsStore::firstStartReadsDefaultsAndWritesNothing()
