@@ -1,0 +1,204 @@
+// The engine locator and the version query, run against this very program acting as a stand-in
+// engine: started with "-version", it behaves as DRAVIK_TEST_ENGINE_MODE says.
+
+#include "pipeline/enginelocator.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+const char* const kModeVariable = "DRAVIK_TEST_ENGINE_MODE";
+
+int RunAsStandInEngine(const QByteArray& mode)
+{
+    if (mode == "good")
+        std::fputs("Dravik  Version 3.2.1 (libvips 8.14)\n", stdout);
+    else if (mode == "line-end")
+        std::fputs("Dravik  Version 3.2\r\n", stdout);
+    else if (mode == "one-blank")
+        std::fputs("Dravik Version 3.2.1\n", stdout);
+    else if (mode == "extra-blanks")
+        std::fputs("Dravik  Version  3.2.1\n", stdout);
+    else if (mode == "no-version")
+        std::fputs("Dravik  Version \n", stdout);
+    else if (mode == "leading-line")
+        std::fputs("\nDravik  Version 3.2.1\n", stdout);
+    else if (mode == "silent")
+        ;
+    else if (mode == "fails") {
+        std::fputs("Dravik  Version 3.2.1\n", stdout);
+        return 3;
+    } else if (mode == "hangs") {
+        std::fflush(stdout);
+        QThread::sleep(60);
+    }
+    std::fflush(stdout);
+    return 0;
+}
+
+} // namespace
+
+class TestEngineLocator : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void parsesOnlyTheExactPrefix_data();
+    void parsesOnlyTheExactPrefix();
+    void findsTheEngineBesideTheProgram();
+    void queriesARealProcess_data();
+    void queriesARealProcess();
+    void givesUpOnAHangingEngineWithoutFreezing();
+    void reportsAnEngineThatCannotStart();
+    void namesEveryProcessError();
+};
+
+void TestEngineLocator::parsesOnlyTheExactPrefix_data()
+{
+    QTest::addColumn<QByteArray>("output");
+    QTest::addColumn<QString>("version");
+    QTest::newRow("number then text") << QByteArray("Dravik  Version 3.2.1 and more") << "3.2.1";
+    QTest::newRow("number at the end") << QByteArray("Dravik  Version 3.2") << "3.2";
+    QTest::newRow("line end after number") << QByteArray("Dravik  Version 3.2\n") << "3.2";
+    QTest::newRow("CRLF after number") << QByteArray("Dravik  Version 3.2\r\nnext") << "3.2";
+    QTest::newRow("one blank before Version") << QByteArray("Dravik Version 3.2.1") << "";
+    QTest::newRow("two blanks before number") << QByteArray("Dravik  Version  3.2.1") << "";
+    QTest::newRow("nothing after prefix") << QByteArray("Dravik  Version ") << "";
+    QTest::newRow("empty output") << QByteArray() << "";
+    QTest::newRow("leading blank") << QByteArray(" Dravik  Version 3.2.1") << "";
+    QTest::newRow("lower case") << QByteArray("dravik  version 3.2.1") << "";
+    QTest::newRow("non-ASCII version kept whole") << QByteArray("Dravik  Version 3.2β next") << "3.2β";
+}
+
+void TestEngineLocator::parsesOnlyTheExactPrefix()
+{
+    QFETCH(QByteArray, output);
+    QFETCH(QString, version);
+    QCOMPARE(ParseEngineVersion(output), version);
+}
+
+void TestEngineLocator::findsTheEngineBesideTheProgram()
+{
+    const QString folder = QCoreApplication::applicationDirPath();
+    const QString expected = QDir::toNativeSeparators(folder + QStringLiteral("/dravik.bin"));
+    QCOMPARE(EnginePathInFolder(folder), expected);
+    // Mixed separators come out native.
+    QCOMPARE(EnginePathInFolder(QStringLiteral("a\\b/c")),
+             QDir::toNativeSeparators(QStringLiteral("a/b/c/dravik.bin")));
+
+    // Test programs run from their own folder, where no engine lies: refused, path still filled.
+    QString path;
+    QVERIFY(!QFile::exists(expected));
+    QVERIFY(!FindEngine(nullptr, path));
+    QCOMPARE(path, expected);
+
+    // A folder of that name counts as present (starting it fails later with its own message).
+    QVERIFY(QDir(folder).mkdir(QStringLiteral("dravik.bin")));
+    const bool found = FindEngine(nullptr, path);
+    QDir(folder).rmdir(QStringLiteral("dravik.bin"));
+    QVERIFY(found);
+    QCOMPARE(path, expected);
+}
+
+void TestEngineLocator::queriesARealProcess_data()
+{
+    QTest::addColumn<QByteArray>("mode");
+    QTest::addColumn<QString>("version");
+    QTest::newRow("good") << QByteArray("good") << "3.2.1";
+    QTest::newRow("line end") << QByteArray("line-end") << "3.2";
+    QTest::newRow("one blank") << QByteArray("one-blank") << "";
+    QTest::newRow("extra blanks") << QByteArray("extra-blanks") << "";
+    QTest::newRow("no version") << QByteArray("no-version") << "";
+    QTest::newRow("missing line") << QByteArray("silent") << "";
+    QTest::newRow("line not first") << QByteArray("leading-line") << "";
+    QTest::newRow("non-zero exit") << QByteArray("fails") << "";
+}
+
+void TestEngineLocator::queriesARealProcess()
+{
+    QFETCH(QByteArray, mode);
+    QFETCH(QString, version);
+    qputenv(kModeVariable, mode);
+    EngineVersionQuery query(QCoreApplication::applicationFilePath());
+    QSignalSpy errors(&query, &EngineVersionQuery::errorOccurred);
+    QCOMPARE(query.Run(5000), version);
+    QVERIFY(!query.TimedOut());
+    QCOMPARE(errors.count(), 0);
+    QCOMPARE(query.ExitCode(), mode == "fails" ? 3 : 0);
+}
+
+void TestEngineLocator::givesUpOnAHangingEngineWithoutFreezing()
+{
+    qputenv(kModeVariable, "hangs");
+    EngineVersionQuery query(QCoreApplication::applicationFilePath());
+    QSignalSpy errors(&query, &EngineVersionQuery::errorOccurred);
+
+    // Timers keep firing while the query waits: the caller's window would keep painting.
+    int ticks = 0;
+    QTimer tick;
+    connect(&tick, &QTimer::timeout, this, [&] { ++ticks; });
+    tick.start(50);
+
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(query.Run(600), QString());
+    const qint64 elapsed = clock.elapsed();
+    QVERIFY2(elapsed >= 550 && elapsed < 4000, qPrintable(QString::number(elapsed)));
+    QVERIFY(query.TimedOut());
+    QVERIFY2(ticks >= 5, qPrintable(QString::number(ticks)));
+    QCOMPARE(errors.count(), 1);
+    QCOMPARE(errors.at(0).at(0).value<QProcess::ProcessError>(), QProcess::Timedout);
+}
+
+void TestEngineLocator::reportsAnEngineThatCannotStart()
+{
+    // A folder in place of the engine passes the locator but cannot be started.
+    const QString folder = QDir::temp().filePath(QStringLiteral("dravik-locator-%1").arg(QCoreApplication::applicationPid()));
+    QVERIFY(QDir().mkpath(folder + QStringLiteral("/dravik.bin")));
+    EngineVersionQuery query(EnginePathInFolder(folder));
+    QSignalSpy errors(&query, &EngineVersionQuery::errorOccurred);
+    QCOMPARE(query.Run(5000), QString());
+    QDir(folder).removeRecursively();
+    QCOMPARE(errors.count(), 1);
+    QCOMPARE(errors.at(0).at(0).value<QProcess::ProcessError>(), QProcess::FailedToStart);
+    QVERIFY(!query.TimedOut());
+
+    // Cancel from the error handler (as the window does) ends the wait at once, too.
+    EngineVersionQuery missing(QStringLiteral("/nonexistent/dravik.bin"));
+    connect(&missing, &EngineVersionQuery::errorOccurred, &missing, &EngineVersionQuery::Cancel);
+    QCOMPARE(missing.Run(5000), QString());
+}
+
+void TestEngineLocator::namesEveryProcessError()
+{
+    QCOMPARE(EngineStartFailureText(QProcess::FailedToStart, -2),
+             QStringLiteral("Could not start program.\n\n  FailedToStart (exec)  : -2"));
+    QCOMPARE(EngineErrorName(QProcess::Crashed), QStringLiteral("  Crashed (exec)  : "));
+    QCOMPARE(EngineErrorName(QProcess::Timedout), QStringLiteral("  Timedout (exec)  : "));
+    QCOMPARE(EngineErrorName(QProcess::ReadError), QStringLiteral("  ReadError (exec)  : "));
+    QCOMPARE(EngineErrorName(QProcess::WriteError), QStringLiteral("  WriteError (exec)  : "));
+    QCOMPARE(EngineErrorName(QProcess::UnknownError), QStringLiteral("  UnknownError (exec)  : "));
+    QCOMPARE(EngineErrorName(static_cast<QProcess::ProcessError>(17)), QStringLiteral("  error (exec)  : "));
+}
+
+int main(int argc, char** argv)
+{
+    if (argc == 2 && std::strcmp(argv[1], "-version") == 0)
+        return RunAsStandInEngine(qgetenv(kModeVariable));
+    // Without a widget application the warning boxes go to the log, so nothing waits for a click.
+    QCoreApplication app(argc, argv);
+    TestEngineLocator test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_enginelocator.moc"
