@@ -1,0 +1,125 @@
+#include "encode.h"
+
+#include "exitcodes.h"
+
+#include <string>
+
+namespace dravik {
+namespace {
+
+// vips returns a VipsBlob; copy it out so callers own plain bytes.
+Bytes takeBlob(VipsBlob *blob)
+{
+    size_t length = 0;
+    const void *data = vips_blob_get(blob, &length);
+    const auto *p = static_cast<const unsigned char *>(data);
+    Bytes out(p, p + length);
+    vips_area_unref(VIPS_AREA(blob));
+    return out;
+}
+
+template <typename Save>
+Bytes run(const char *format, Save &&save)
+{
+    try {
+        return takeBlob(save());
+    } catch (const vips::VError &e) {
+        fail(Exit::CannotEncode, std::string("cannot encode as ") + format + ": " + e.what());
+    }
+}
+
+// Metadata choices have been made on the image's fields already (see the pipeline), so
+// savers never strip: stripping here would also drop an ICC profile we decided to keep.
+vips::VOption *baseOptions(const vips::VImage &image)
+{
+    vips::VOption *opt = vips::VImage::option()->set("strip", false);
+    if (image.get_typeof("page-height") != 0 && vips_image_get_page_height(image.get_image()) != image.height())
+        opt->set("page_height", vips_image_get_page_height(image.get_image()));
+    return opt;
+}
+
+} // namespace
+
+int maxDimension(Format f)
+{
+    switch (f) {
+    case Format::Jpeg: return 65500;
+    case Format::Png: return 1 << 24;
+    case Format::Gif: return 65535;
+    case Format::Webp: return 16383;
+    case Format::Avif: return 16384;
+    }
+    return 0;
+}
+
+Bytes encodeJpeg(const vips::VImage &image, const JpegSettings &s)
+{
+    return run("JPEG", [&] {
+        return image.jpegsave_buffer(baseOptions(image)
+                                         ->set("Q", s.quality)
+                                         ->set("optimize_coding", true)
+                                         ->set("interlace", s.progressive)
+                                         ->set("subsample_mode", s.fullChroma ? VIPS_FOREIGN_SUBSAMPLE_OFF
+                                                                              : VIPS_FOREIGN_SUBSAMPLE_ON));
+    });
+}
+
+Bytes encodePng(const vips::VImage &image, const PngSettings &s)
+{
+    return run("PNG", [&] {
+        vips::VOption *opt = baseOptions(image)
+                                 ->set("compression", s.compression)
+                                 // Adaptive filtering per row: slower, but this is the lossless
+                                 // size that the user asked us to make small.
+                                 ->set("filter", VIPS_FOREIGN_PNG_FILTER_ALL);
+        if (s.palette) {
+            opt->set("palette", true)->set("Q", s.quality)->set("dither", s.dither)->set("effort", s.effort);
+            // Filters rarely pay on palette indices; zlib alone compresses them best.
+            opt->set("filter", VIPS_FOREIGN_PNG_FILTER_NONE);
+        } else if (!s.keep16Bit && image.format() == VIPS_FORMAT_USHORT) {
+            opt->set("bitdepth", 8);
+        }
+        return image.pngsave_buffer(opt);
+    });
+}
+
+Bytes encodeGif(const vips::VImage &image, const GifSettings &s)
+{
+    return run("GIF", [&] {
+        return image.gifsave_buffer(baseOptions(image)
+                                        ->set("dither", s.dither)
+                                        ->set("effort", s.effort)
+                                        ->set("interframe_maxerror", s.interframeMaxError)
+                                        ->set("interpalette_maxerror", s.interpaletteMaxError));
+    });
+}
+
+Bytes encodeWebp(const vips::VImage &image, const WebpSettings &s)
+{
+    return run("WebP", [&] {
+        vips::VOption *opt = baseOptions(image)->set("effort", s.effort);
+        if (s.lossless)
+            opt->set("lossless", true);
+        else
+            opt->set("Q", s.quality)->set("smart_subsample", s.smartSubsample);
+        return image.webpsave_buffer(opt);
+    });
+}
+
+Bytes encodeAvif(const vips::VImage &image, const AvifSettings &s)
+{
+    return run("AVIF", [&] {
+        vips::VOption *opt = baseOptions(image)
+                                 ->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_AV1)
+                                 ->set("effort", s.effort)
+                                 ->set("bitdepth", 8);
+        if (s.lossless)
+            opt->set("lossless", true);
+        else
+            opt->set("Q", s.quality)->set("subsample_mode", s.fullChroma ? VIPS_FOREIGN_SUBSAMPLE_OFF
+                                                                          : VIPS_FOREIGN_SUBSAMPLE_AUTO);
+        return image.heifsave_buffer(opt);
+    });
+}
+
+} // namespace dravik

@@ -1,0 +1,63 @@
+// Encoders, one settings record per format. Every encoder takes the final pixels and a
+// settings record and returns the file's bytes, so a search over settings (a size limit
+// today, a perceptual budget per image) can call it repeatedly on the same pixels.
+#pragma once
+
+#include "load.h"
+#include "options.h"
+
+#include <vips/vips8>
+
+namespace dravik {
+
+struct JpegSettings {
+    int quality = 80;
+    bool progressive = true;
+    // Chroma at full resolution. Fine colour detail (text, graphics, saturated edges)
+    // smears under 4:2:0, while photos at moderate quality lose nothing visible.
+    bool fullChroma = false;
+};
+
+struct PngSettings {
+    bool palette = false;   // quantise to at most 256 colours (libimagequant)
+    int quality = 100;      // quantisation quality, 0..100
+    double dither = 1.0;
+    int effort = 7;         // quantisation effort 1..10
+    int compression = 9;    // zlib level
+    bool keep16Bit = false;
+};
+
+struct GifSettings {
+    double dither = 1.0;
+    int effort = 7;
+    double interframeMaxError = 0.0;  // reuse pixels of the previous frame within this error
+    double interpaletteMaxError = 3.0;
+};
+
+struct WebpSettings {
+    int quality = 80;
+    bool lossless = false;
+    int effort = 4;
+    bool smartSubsample = false;
+};
+
+struct AvifSettings {
+    int quality = 50;
+    bool lossless = false;
+    // libaom speed. Above 2 a 12-megapixel encode takes tens of seconds and gigabytes,
+    // and eight engines may run at once.
+    int effort = 2;
+    bool fullChroma = false;
+};
+
+// Encoding failures are the image's fault (too wide for the format and the like): 93.
+Bytes encodeJpeg(const vips::VImage &image, const JpegSettings &s);
+Bytes encodePng(const vips::VImage &image, const PngSettings &s);
+Bytes encodeGif(const vips::VImage &image, const GifSettings &s);
+Bytes encodeWebp(const vips::VImage &image, const WebpSettings &s);
+Bytes encodeAvif(const vips::VImage &image, const AvifSettings &s);
+
+// Largest width and height each format can store.
+int maxDimension(Format f);
+
+} // namespace dravik

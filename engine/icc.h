@@ -1,0 +1,31 @@
+// Colour profiles: what happens to an embedded ICC profile, and converting to sRGB.
+#pragma once
+
+#include "options.h"
+
+#include <vips/vips8>
+
+#include <string>
+
+namespace dravik {
+
+enum class IccAction {
+    None,     // no profile
+    Keep,     // profile travels with the unchanged pixels
+    Drop,     // profile removed, pixels unchanged (sRGB, or the user said so)
+    Convert,  // pixels converted to sRGB, profile removed
+};
+
+// True for profiles that describe sRGB, which is what a file without a profile means.
+bool isSrgbProfile(const std::string &profile);
+
+// `imageDataBytes` estimates the compressed pixel data of the output, against which
+// `auto` judges whether a profile is worth its bytes.
+IccAction decideIcc(IccPolicy policy, Format output, const std::string &profile, double imageDataBytes);
+
+// Converts the pixels from the embedded profile to sRGB and removes the profile.
+vips::VImage convertToSrgb(const vips::VImage &image, bool keep16Bit);
+
+void removeProfile(vips::VImage &image);
+
+} // namespace dravik

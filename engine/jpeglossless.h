@@ -1,0 +1,20 @@
+// Lossless JPEG rewrite: the input's DCT coefficients re-entropy-coded with optimal
+// Huffman tables (and progressive scans unless baseline is asked). No pixel changes.
+#pragma once
+
+#include "load.h"
+
+#include <optional>
+
+namespace dravik {
+
+struct LosslessJpegOptions {
+    bool progressive = true;
+    bool keepMetadata = true; // EXIF, XMP, IPTC, comments
+    bool keepIcc = true;
+};
+
+// nullopt when libjpeg cannot read the coefficients (then the caller keeps other bytes).
+std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJpegOptions &o);
+
+} // namespace dravik

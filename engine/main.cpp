@@ -1,0 +1,36 @@
+// dravik.bin: lightens one image file. See options.h for the command line and
+// exitcodes.h for what each exit code means to the caller.
+#include "atomicwrite.h"
+#include "exitcodes.h"
+#include "options.h"
+#include "pipeline.h"
+
+#include <vips/vips8>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+int engineMain(int argc, char **argv)
+{
+    const dravik::CommandLine cl = dravik::parseCommandLine(argc, argv);
+    if (cl.versionOnly) {
+        std::printf("Dravik  Version %s\n", DRAVIK_ENGINE_VERSION);
+        return 0;
+    }
+    if (VIPS_INIT(argv[0]))
+        dravik::fail(dravik::Exit::Internal, "libvips failed to start");
+    // Each engine handles one file; the operation cache would only hold memory.
+    vips_cache_set_max(0);
+    // Up to eight engines run side by side: more threads each only adds contention.
+    if (!std::getenv("VIPS_CONCURRENCY"))
+        vips_concurrency_set(std::min(4, vips_concurrency_get()));
+    dravik::installCleanupHandlers();
+    return dravik::processImage(cl.options);
+}
+
+} // namespace
+
+int main(int argc, char **argv) { return dravik::runGuarded(engineMain, argc, argv); }

@@ -1,0 +1,339 @@
+#include "pipeline.h"
+
+#include "atomicwrite.h"
+#include "encode.h"
+#include "exitcodes.h"
+#include "icc.h"
+#include "jpeglossless.h"
+#include "load.h"
+#include "marks.h"
+#include "metadata.h"
+#include "quality.h"
+#include "resize.h"
+#include "sizelimit.h"
+#include "stamp.h"
+
+#include <algorithm>
+#include <cctype>
+#include <sys/stat.h>
+#include <vector>
+
+namespace dravik {
+namespace {
+
+bool endsWithNoCase(const std::string &text, const std::string &suffix)
+{
+    if (text.size() < suffix.size())
+        return false;
+    return std::equal(suffix.rbegin(), suffix.rend(), text.rbegin(),
+                      [](char a, char b) { return std::tolower((unsigned char)a) == std::tolower((unsigned char)b); });
+}
+
+std::string outputPathFor(const Options &o, Format f)
+{
+    if (!o.outExt)
+        return o.out;
+    if (endsWithNoCase(o.out, formatExtension(f)) || (f == Format::Jpeg && endsWithNoCase(o.out, ".jpeg")))
+        return o.out;
+    return o.out + formatExtension(f);
+}
+
+// Same device and inode: catches symlinks, hard links and "a/../a" spellings alike.
+void refuseSameFile(const std::string &in, const std::string &out)
+{
+    struct stat a {}, b {};
+    if (::stat(in.c_str(), &a) == 0 && ::stat(out.c_str(), &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino)
+        fail(Exit::BadOption, "-in and -out name the same file");
+}
+
+bool holdsAlpha(Format f) { return f != Format::Jpeg; }
+
+// Runs the lazy pipeline into memory. Everything upstream is decoding plus cheap
+// arithmetic, so a failure here is the input's fault.
+vips::VImage materialise(const vips::VImage &image)
+{
+    try {
+        return image.copy_memory();
+    } catch (const vips::VError &e) {
+        fail(Exit::Damaged, std::string("the input is damaged: ") + e.what());
+    }
+}
+
+bool hasRealTransparency(const vips::VImage &image)
+{
+    if (!image.has_alpha())
+        return false;
+    const double opaque = image.format() == VIPS_FORMAT_USHORT ? 65535.0 : 255.0;
+    return image.extract_band(image.bands() - 1).min() < opaque;
+}
+
+vips::VImage dropAlpha(const vips::VImage &image)
+{
+    return image.extract_band(0, vips::VImage::option()->set("n", image.bands() - 1));
+}
+
+vips::VImage to8Bit(const vips::VImage &image)
+{
+    if (image.format() != VIPS_FORMAT_USHORT)
+        return image;
+    const bool grey = image.bands() <= 2;
+    return image.colourspace(grey ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB).cast(VIPS_FORMAT_UCHAR);
+}
+
+// How far a palette version strays from the original, as the 99.5th percentile of the
+// CIE76 colour difference after a slight blur (the eye averages dithering away).
+// Transparent images are judged over mid grey, so alpha errors count too.
+double paletteError(const vips::VImage &original, const Bytes &palettePng)
+{
+    vips::VImage quantised = vips::VImage::new_from_buffer(palettePng.data(), palettePng.size(), "");
+    const auto prepare = [&](vips::VImage im) {
+        im = to8Bit(im);
+        if (im.has_alpha())
+            im = im.flatten(vips::VImage::option()->set("background", std::vector<double>{128.0}));
+        if (im.bands() < 3)
+            im = im.colourspace(VIPS_INTERPRETATION_sRGB);
+        // Large images are judged at about one megapixel: the statistic barely moves
+        // and the check stays cheap next to the quantisation itself.
+        const double factor = std::sqrt(1e6 / (double(im.width()) * im.height()));
+        if (factor < 1.0)
+            im = im.resize(factor);
+        return im.gaussblur(0.8).colourspace(VIPS_INTERPRETATION_LAB);
+    };
+    vips::VImage difference = prepare(original).dE76(prepare(quantised));
+    return (difference * 8.0).cast(VIPS_FORMAT_UCHAR).percent(99.5) / 8.0;
+}
+
+struct Encoded {
+    Format format;
+    Bytes bytes;
+};
+
+Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
+{
+    PngSettings settings = pngSettingsFor(o);
+    if (!settings.palette)
+        return encodePng(image, settings);
+    // The palette version only wins when it is both smaller and close enough; on photos
+    // it is usually neither.
+    PngSettings lossless = settings;
+    lossless.palette = false;
+    lossless.keep16Bit = false;
+    Bytes palette = encodePng(image, settings);
+    Bytes full = encodePng(image, lossless);
+    if (palette.size() < full.size() && paletteError(image, palette) <= paletteToleranceFor(o))
+        return palette;
+    return full;
+}
+
+Bytes encodeAs(Format f, const vips::VImage &image, const Options &o)
+{
+    switch (f) {
+    case Format::Jpeg: {
+        const JpegSettings settings = jpegSettingsFor(o);
+        if (o.sizeLimitKiB)
+            return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
+                                         o.markWrite ? markSize(Format::Jpeg) : 0);
+        return encodeJpeg(image, settings);
+    }
+    case Format::Png:
+        return encodePngForLevel(image, o);
+    case Format::Gif:
+        return encodeGif(image, gifSettingsFor(o));
+    case Format::Webp:
+        return encodeWebp(image, webpSettingsFor(o));
+    case Format::Avif:
+        return encodeAvif(image, avifSettingsFor(o, image.width() * pageHeightOf(image)));
+    }
+    fail(Exit::Internal, "unknown output format");
+}
+
+std::optional<Format> fixedOutputFormat(const Options &o, Format input)
+{
+    switch (o.outFormat) {
+    case OutFormat::Same: return input;
+    case OutFormat::Auto: return std::nullopt;
+    case OutFormat::Jpeg: return Format::Jpeg;
+    case OutFormat::Png: return Format::Png;
+    case OutFormat::Gif: return Format::Gif;
+    case OutFormat::Webp: return Format::Webp;
+    case OutFormat::Avif: return Format::Avif;
+    }
+    return input;
+}
+
+std::optional<timespec> inputTime(const Options &o)
+{
+    if (!o.keepDate)
+        return std::nullopt;
+    struct stat st {};
+    if (::stat(o.in.c_str(), &st) != 0)
+        return std::nullopt;
+    return st.st_mtim;
+}
+
+void write(const Options &o, Format f, const Bytes &bytes)
+{
+    const std::string path = outputPathFor(o, f);
+    refuseSameFile(o.in, path);
+    writeAtomically(path, bytes, inputTime(o));
+}
+
+} // namespace
+
+int processImage(const Options &o)
+{
+    const std::optional<Format> fixed = [&]() -> std::optional<Format> {
+        // Known before reading only when the format does not depend on the input.
+        if (o.outFormat == OutFormat::Same || o.outFormat == OutFormat::Auto)
+            return std::nullopt;
+        return fixedOutputFormat(o, Format::Jpeg);
+    }();
+    refuseSameFile(o.in, o.out);
+    if (fixed)
+        refuseSameFile(o.in, outputPathFor(o, *fixed));
+
+    const Source src = readSource(o.in);
+    const std::optional<Format> target = fixedOutputFormat(o, src.format);
+    const std::vector<Format> candidates = target ? std::vector<Format>{*target}
+                                                  : std::vector<Format>{Format::Jpeg, Format::Png};
+    for (Format f : candidates)
+        refuseSameFile(o.in, outputPathFor(o, f));
+
+    // An output already lightened by us is left alone.
+    if (o.markSkipOut) {
+        for (Format f : candidates) {
+            const std::string path = outputPathFor(o, f);
+            struct stat st {};
+            if (::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+                try {
+                    if (hasMark(readFileBytes(path, "output", int(Exit::CannotWriteFile)), f))
+                        return 0;
+                } catch (const Failure &) {
+                    // unreadable existing output: process normally, the write decides
+                }
+            }
+        }
+    }
+
+    const ResizePlan plan = planResize(o, src.displayWidth(), src.displayHeight());
+    const bool keepFrames = src.pages > 1 && target && (*target == Format::Gif || *target == Format::Webp);
+    const std::uint64_t outFrames = keepFrames ? std::uint64_t(src.pages) : 1;
+    if (std::uint64_t(plan.boxWidth) * std::uint64_t(plan.boxHeight) * outFrames > kPixelLimit)
+        fail(Exit::CannotEncode, "the output would have more pixels than the limit");
+    for (Format f : candidates)
+        if (plan.boxWidth > maxDimension(f) || plan.boxHeight > maxDimension(f))
+            fail(Exit::CannotEncode, std::string("the image is too large for ") + formatName(f));
+
+    // The stamp is checked before any decoding: a bad stamp fails every file the same way.
+    const vips::VImage stamp = o.hasStamp() ? loadStamp(o) : vips::VImage();
+
+    // ICC policy is a JPEG/AVIF matter; with "auto" the JPEG candidate decides.
+    const Format iccFormat = candidates.front();
+    const double inputPixels = double(src.width) * src.pageHeight;
+    const double estimatedData = double(src.bytes.size()) * (double(plan.boxWidth) * plan.boxHeight) / inputPixels;
+    const IccAction icc = src.isCmyk ? IccAction::Convert : decideIcc(o.icc, iccFormat, src.iccProfile, estimatedData);
+
+    const bool changesPixels = plan.changesPixels() || o.hasStamp() || icc == IccAction::Convert ||
+                               src.orientation != 1;
+
+    // A file we lightened before is copied as it is, unless this job changes pixels.
+    if (o.markSkipIn && target == src.format && !plan.changesPixels() && !o.hasStamp() &&
+        icc != IccAction::Convert && !o.sizeLimitKiB && hasMark(src.bytes, src.format)) {
+        write(o, src.format, src.bytes);
+        return 0;
+    }
+
+    // Decode, shrinking on load where the resize allows it. Resampling happens in the
+    // stored orientation so the loader can stream top to bottom; rotation comes after,
+    // on the small image in memory.
+    LoadRequest request;
+    request.allFrames = keepFrames;
+    int storedWidth = plan.scaledWidth, storedHeight = plan.scaledHeight;
+    if (src.swapsAxes())
+        std::swap(storedWidth, storedHeight);
+    if (plan.scale && src.format == Format::Jpeg)
+        request.jpegShrink = shrinkOnLoadFactor(src.width, src.pageHeight, storedWidth, storedHeight);
+    vips::VImage image = loadPixels(src, request);
+    if (plan.scale)
+        image = scaleTo(image, storedWidth, storedHeight, o.kernel);
+    image = materialise(image);
+    if (src.orientation != 1)
+        image = image.autorot();
+
+    // Colour: CMYK always ends as sRGB; other profiles as the ICC policy says.
+    const bool pngLossless = candidates.size() == 1 && candidates.front() == Format::Png && pngIsLossless(o);
+    if (src.isCmyk) {
+        image = image.icc_transform("srgb", vips::VImage::option()->set("embedded", true)->set("input_profile", "cmyk"));
+        removeProfile(image);
+    } else if (icc == IccAction::Convert) {
+        try {
+            image = convertToSrgb(image, pngLossless);
+        } catch (const vips::VError &) {
+            // A profile that does not fit the pixels (an RGB profile on grey, a broken
+            // one) cannot be applied; the pixels as stored are the best we have.
+            image = image.copy();
+            removeProfile(image);
+        }
+    } else if (icc == IccAction::Drop) {
+        image = image.copy();
+        removeProfile(image);
+    }
+    if (!pngLossless)
+        image = to8Bit(image);
+
+    if (plan.canvas) {
+        const bool transparent = image.has_alpha() && std::all_of(candidates.begin(), candidates.end(), holdsAlpha);
+        image = fitCanvas(image, plan, transparent);
+    }
+    if (o.hasStamp())
+        image = applyStamp(image, stamp, o);
+
+    // An alpha band that is opaque everywhere only costs bytes.
+    if (image.has_alpha() && !hasRealTransparency(image))
+        image = dropAlpha(image);
+
+    image = materialise(image).copy();
+    prepareMetadata(image, o.keepMetadata);
+    if (keepFrames)
+        image.set("page-height", pageHeightOf(image));
+
+    // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
+    // with real transparency only ever becomes PNG.
+    std::optional<Encoded> best;
+    for (Format f : candidates) {
+        if (f == Format::Jpeg && !target && image.has_alpha())
+            continue;
+        vips::VImage pixels = image;
+        if (f == Format::Jpeg && pixels.has_alpha())
+            pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
+        Bytes bytes = encodeAs(f, pixels, o);
+        if (!best || bytes.size() < best->bytes.size())
+            best = Encoded{f, std::move(bytes)};
+    }
+
+    // Same format and nothing pixel-changing asked: never hand back a larger file.
+    const bool marked = o.markWrite && (best->format == Format::Jpeg || best->format == Format::Png);
+    const std::size_t markBytes = marked ? markSize(best->format) : 0;
+    if (best->format == src.format && !changesPixels && best->bytes.size() + markBytes >= src.bytes.size()) {
+        std::optional<Bytes> lossless;
+        if (src.format == Format::Jpeg) {
+            lossless = optimiseJpegLosslessly(
+                src.bytes, {!o.baseline, o.keepMetadata, icc == IccAction::Keep});
+        }
+        if (lossless && lossless->size() + markBytes < src.bytes.size())
+            best->bytes = std::move(*lossless);
+        else
+            best->bytes = src.bytes;
+        const bool fitsLimit = !o.sizeLimitKiB || best->bytes.size() <= std::size_t(*o.sizeLimitKiB) * 1024;
+        if (!fitsLimit)
+            fail(Exit::Internal, "no output within the size limit"); // unreachable: the re-encode fitted
+    }
+    if (marked && (best->bytes.size() + markBytes < src.bytes.size() || changesPixels ||
+                   best->format != src.format))
+        best->bytes = withMark(best->bytes, best->format);
+
+    write(o, best->format, best->bytes);
+    return 0;
+}
+
+} // namespace dravik

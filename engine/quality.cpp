@@ -1,0 +1,85 @@
+#include "quality.h"
+
+#include <array>
+
+namespace dravik {
+namespace {
+
+// Index 0 is level 1. Each row falls with the level so that a higher level never gives
+// a larger file for the same image.
+constexpr std::array<int, 8> kJpegQuality = {95, 92, 90, 87, 84, 79, 72, 62};
+constexpr std::array<int, 8> kWebpQuality = {95, 91, 88, 85, 82, 77, 70, 60};
+constexpr std::array<int, 8> kAvifQuality = {82, 76, 72, 68, 64, 58, 50, 42};
+constexpr std::array<int, 8> kPaletteQuality = {100, 100, 100, 98, 95, 90, 80, 70};
+constexpr std::array<double, 8> kPaletteTolerance = {0, 0, 1.2, 1.5, 1.8, 2.4, 3.2, 4.2};
+constexpr std::array<double, 8> kGifFrameError = {0, 0, 1, 2, 3, 5, 8, 12};
+
+int level(const Options &o) { return o.reduceMode - 1; }
+
+} // namespace
+
+JpegSettings jpegSettingsFor(const Options &o)
+{
+    JpegSettings s;
+    s.progressive = !o.baseline;
+    return withJpegQuality(s, o.quality ? *o.quality : kJpegQuality[level(o)]);
+}
+
+JpegSettings withJpegQuality(JpegSettings s, int quality)
+{
+    s.quality = quality;
+    // At high quality the eye starts to see chroma smearing on edges before luma
+    // artefacts, and 4:4:4 costs little there relative to the total.
+    s.fullChroma = quality >= 90;
+    return s;
+}
+
+bool pngIsLossless(const Options &o)
+{
+    if (o.quality)
+        return *o.quality >= 100;
+    return o.reduceMode <= 2;
+}
+
+PngSettings pngSettingsFor(const Options &o)
+{
+    PngSettings s;
+    s.palette = !pngIsLossless(o);
+    s.quality = o.quality ? *o.quality : kPaletteQuality[level(o)];
+    s.keep16Bit = !s.palette;
+    return s;
+}
+
+double paletteToleranceFor(const Options &o)
+{
+    if (o.quality) // a fixed quality means the user accepts what the quantiser gives
+        return 1e9;
+    return kPaletteTolerance[level(o)];
+}
+
+GifSettings gifSettingsFor(const Options &o)
+{
+    GifSettings s;
+    s.interframeMaxError = kGifFrameError[level(o)];
+    return s;
+}
+
+WebpSettings webpSettingsFor(const Options &o)
+{
+    WebpSettings s;
+    s.quality = o.quality ? *o.quality : kWebpQuality[level(o)];
+    s.smartSubsample = s.quality >= 85;
+    return s;
+}
+
+AvifSettings avifSettingsFor(const Options &o, int outputPixels)
+{
+    AvifSettings s;
+    s.quality = o.quality ? *o.quality : kAvifQuality[level(o)];
+    s.fullChroma = s.quality >= 85;
+    // Small images can afford a slower, better search; large ones must stay in seconds.
+    s.effort = outputPixels <= 2'000'000 ? 3 : outputPixels <= 8'000'000 ? 2 : 1;
+    return s;
+}
+
+} // namespace dravik
