@@ -1,0 +1,408 @@
+#include "mainwindow/mainwindow.h"
+#include "ui_mainwindow.h"
+
+#include "mainwindow/autostart.h"
+#include "mainwindow/manualpage.h"
+#include "mainwindow/runhistories.h"
+#include "mainwindow/screenfit.h"
+#include "pipeline/enginelocator.h"
+#include "settings/settingsstore.h"
+#include "validation/warningbox.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QDebug>
+#include <QGuiApplication>
+#include <QIcon>
+#include <QKeySequence>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMetaObject>
+#include <QPushButton>
+#include <QScreen>
+#include <QShowEvent>
+#include <QTabBar>
+
+namespace {
+
+const QString kTitle = QStringLiteral("Dravik for Desktop");
+const QString kLampLit = QStringLiteral(":/global/lamp01_a.png");
+const QString kLampUnlit = QStringLiteral(":/global/lamp00_a.png");
+constexpr QSize kLampSize(20, 20);
+
+// Every operation marks its entry and exit in the debug log.
+class LogMarker
+{
+public:
+    explicit LogMarker(const char* name) : name(name)
+    {
+        qDebug().noquote() << QStringLiteral("==========%1 S==========").arg(QLatin1String(name));
+    }
+    ~LogMarker() { qDebug().noquote() << QStringLiteral("==========%1 E==========").arg(QLatin1String(name)); }
+
+private:
+    const char* name;
+};
+
+const char* const kMenuButtonStyle =
+    "QPushButton{\tcolor: white;\tmargin: 0;\tpadding: 0;\tborder: 1px solid #333333;\tborder-radius: 3px;"
+    "\tmin-width: 26px;\tmin-height: 26px;\tbackground-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 1,"
+    "\t\tstop: 0 #828282, stop: 0.7 #595959);}"
+    "QPushButton:hover{\tbackground-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 1,"
+    "\t\tstop: 0 #878787, stop: 0.7 #393939);}"
+    "QPushButton:pressed{\tbackground-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 1,"
+    "\t\tstop: 0 #717171, stop: 0.7 #606060);}"
+    "QPushButton:default{border-color: #0078D7;}"
+    "QPushButton:disabled{\tcolor: rgba(255,255,255,30%);\tborder-color: #80333333;"
+    "\tbackground-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 1,"
+    "\t\tstop: 0 #80828282, stop: 0.7 #80595959);}";
+
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
+{
+    LogMarker marker("MainWindow");
+    ui = new Ui::MainWindow;
+    ui->setupUi(this);
+    setFixedWidth(width());
+    // Until the first show knows the page editor's size, both heights are the form's.
+    expandedHeight = collapsedHeight = height();
+
+    setWindowTitle(kTitle);
+    ui->runPushButton->setShortcut(QKeySequence(QStringLiteral("Alt+R")));
+    ui->pushButtonBatch->setShortcut(QKeySequence(QStringLiteral("Alt+B")));
+    ui->runPushButton->setToolTip(tr("Alt+R_win"));
+    ui->pushButtonBatch->setToolTip(tr("一括処理の設定(Alt+B)"));
+
+    CreateMenuActions();
+
+    ui->label->setText(QStringLiteral("Version %1").arg(QStringLiteral(DRAVIK_APP_VERSION)));
+
+    tabBar = ui->tabWidget->tabBar();
+    if (!tabBar)
+        QMetaObject::invokeMethod(this, "close", Qt::QueuedConnection);
+
+    ui->pushButtonMenu->setStyleSheet(QString::fromUtf8(kMenuButtonStyle));
+}
+
+MainWindow::~MainWindow()
+{
+    // Page widgets are children of the tab widget and go with the form.
+    pageEntries.clear();
+    delete ui;
+}
+
+QPushButton* MainWindow::RunButton() const
+{
+    return ui->runPushButton;
+}
+
+void MainWindow::CreateMenuActions()
+{
+    themeAction = new QAction(tr("テーマ切り替え(&T)"), this);
+    connect(themeAction, &QAction::triggered, this, &MainWindow::SwitchTheme);
+    aboutAction = new QAction(tr("Dravik for Desktopについて(&A)..."), this);
+    connect(aboutAction, &QAction::triggered, this, [this] { emit aboutRequested(GetEngineVersion()); });
+    exitAction = new QAction(tr("終了(&X)"), this);
+    // Closing the window (not quitting the loop directly) lets the close handling save everything.
+    connect(exitAction, &QAction::triggered, this, &QWidget::close);
+}
+
+void MainWindow::StartingUpInitialization()
+{
+    LogMarker marker("StartingUpInitialization");
+    ReadSaveData();
+}
+
+void MainWindow::ReadSaveData()
+{
+    LogMarker marker("ReadSaveData");
+    QList<PageSettingsRecord> pages;
+    SettingsStore().ReadPageSettings(pages);
+    for (int i = 0; i < pages.size(); ++i) {
+        PageSettingsRecord record = pages.at(i);
+        SettingsStore::ValidatePageData(record);
+        CreateTab(i - 1, record.tabName, record.checked, record);
+    }
+}
+
+void MainWindow::CreateTab(int index, const QString& name, bool checked, const PageSettingsRecord& record)
+{
+    LogMarker marker("CreateTab");
+    auto* page = new QWidget;
+    page->setAccessibleName(QStringLiteral("tabpage"));
+
+    tabBar->setUsesScrollButtons(false);
+    tabBar->setElideMode(Qt::ElideRight);
+
+    const int at = ui->tabWidget->insertTab(index + 1, page, name);
+    ui->tabWidget->setTabToolTip(at, name);
+    pageEntries.append(PageEntry{page, record});
+    tabBar->setTabData(at, checked);
+    ui->tabWidget->setCurrentIndex(at);
+    UpdateLampIcons();
+}
+
+const MainWindow::PageEntry* MainWindow::PageEntryAt(int tabIndex) const
+{
+    if (tabIndex < 0 || tabIndex >= pageEntries.size())
+        return nullptr;
+    QWidget* shown = ui->tabWidget->widget(tabIndex);
+    for (const PageEntry& entry : pageEntries)
+        if (entry.page == shown)
+            return &entry;
+    return nullptr;
+}
+
+bool MainWindow::TabChecked(int tabIndex) const
+{
+    return tabBar && tabBar->tabData(tabIndex).toBool();
+}
+
+bool MainWindow::PageRecordAt(int tabIndex, PageSettingsRecord& record) const
+{
+    const PageEntry* entry = PageEntryAt(tabIndex);
+    if (!entry)
+        return false;
+    record = entry->record;
+    record.tabName = ui->tabWidget->tabText(tabIndex);
+    record.checked = TabChecked(tabIndex);
+    return true;
+}
+
+bool MainWindow::IsBatchMode() const
+{
+    const int count = ui->tabWidget->count();
+    for (int i = 0; i < count; ++i)
+        if (TabChecked(i))
+            return true;
+    return false;
+}
+
+void MainWindow::UpdateLampIcons()
+{
+    if (!tabBar)
+        return;
+    const bool batch = IsBatchMode();
+    const int current = ui->tabWidget->currentIndex();
+    const QIcon lit(kLampLit);
+    const QIcon unlit(kLampUnlit);
+    for (int i = 0; i < ui->tabWidget->count(); ++i) {
+        const bool on = batch ? TabChecked(i) : i == current;
+        ui->tabWidget->setTabIcon(i, on ? lit : unlit);
+    }
+    ui->tabWidget->setIconSize(kLampSize);
+    ui->pushButtonBatch->setIcon(batch ? lit : unlit);
+    ui->pushButtonBatch->setIconSize(kLampSize);
+}
+
+void MainWindow::UpdateHistoriesAfterRun()
+{
+    LogMarker marker("UpdateHistoriesAfterRun");
+    QList<RunPageFolders> tabs;
+    for (int i = 0; i < ui->tabWidget->count(); ++i) {
+        RunPageFolders folders;
+        folders.checked = TabChecked(i);
+        PageSettingsRecord record;
+        if (PageRecordAt(i, record)) {
+            folders.exists = true;
+            folders.input = record.generalInputDir;
+            folders.output = record.generalOutputDir;
+            folders.stamp = record.stampFile;
+        }
+        tabs.append(folders);
+    }
+    PushRunFolders(histories, tabs, ui->tabWidget->currentIndex());
+}
+
+void MainWindow::on_runPushButton_clicked()
+{
+    LogMarker marker("on_runPushButton_clicked");
+    // The run waits in modal dialogs whose event loops still deliver Alt+R and queued
+    // auto-starts; those must not start a second run inside the first.
+    if (runBusy) {
+        qDebug() << "run already in progress: ignored";
+        return;
+    }
+    runBusy = true;
+    bool succeeded = false;
+    if (runEntry)
+        succeeded = runEntry(*this);
+    else
+        qDebug() << "no run entry is built into this program yet: nothing was run";
+    if (succeeded)
+        UpdateHistoriesAfterRun();
+    runBusy = false;
+}
+
+void MainWindow::on_explainNotePushButton_clicked()
+{
+    LogMarker marker("on_explainNotePushButton_clicked");
+    if (OpenManualPage())
+        return;
+    QMessageBox box(QMessageBox::Warning, kTitle, tr("説明書を開くことができませんでした。"), QMessageBox::Ok);
+    box.exec();
+}
+
+void MainWindow::on_ClosePushButton_clicked()
+{
+    LogMarker marker("on_ClosePushButton_clicked");
+    close();
+}
+
+void MainWindow::on_tabWidget_currentChanged(int index)
+{
+    Q_UNUSED(index);
+    if (!ui)
+        return;
+    UpdateLampIcons();
+}
+
+void MainWindow::on_pushButtonBatch_clicked()
+{
+    LogMarker marker("on_pushButtonBatch_clicked");
+    qDebug() << "the batch selection dialog is not built into this program yet";
+}
+
+void MainWindow::on_pushButtonMenu_clicked()
+{
+    LogMarker marker("on_pushButtonMenu_clicked");
+    QMenu menu(this);
+    menu.addAction(themeAction);
+    menu.addAction(aboutAction);
+    menu.addAction(exitAction);
+    QPoint below = ui->pushButtonMenu->pos();
+    below.setY(below.y() + ui->pushButtonMenu->height());
+    menu.exec(ui->pushButtonMenu->parentWidget()->mapToGlobal(below));
+}
+
+QString MainWindow::GetEngineVersion()
+{
+    LogMarker marker("GetEngineVersion");
+    if (versionQueryRunning)
+        return QString();
+    QString path;
+    if (!FindEngine(this, path))
+        return QString();
+    EngineVersionQuery query(path);
+    connect(&query, &EngineVersionQuery::errorOccurred, this, &MainWindow::proc_errorOccurred);
+    versionQuery = &query;
+    versionQueryRunning = true;
+    const QString version = query.Run();
+    versionQueryRunning = false;
+    versionQuery = nullptr;
+    return version;
+}
+
+void MainWindow::proc_errorOccurred(QProcess::ProcessError error, int exitCode)
+{
+    LogMarker marker("proc_errorOccurred");
+    // Stop waiting first: the box below runs its own event loop.
+    versionQueryRunning = false;
+    if (versionQuery)
+        versionQuery->Cancel();
+    ShowWarningBox(this, EngineStartFailureText(error, exitCode));
+}
+
+void MainWindow::SwitchTheme()
+{
+    LogMarker marker("SwitchTheme");
+    const QString dark = tr("「ダークモード」");
+    const QString system = tr("「OSの設定」");
+    const QString question = kTitle + tr(" のテーマを変更します。\n") + QLatin1Char('\n') + tr("現在のテーマは")
+                             + (darkTheme ? dark : system) + tr("です。\n") + QLatin1Char('\n')
+                             + (darkTheme ? system : dark) + tr("に変更しますか？\n") + QLatin1Char('\n')
+                             + tr("変更するとアプリを再起動します。\n");
+
+    QMessageBox box(QMessageBox::Warning, kTitle, question, QMessageBox::Ok | QMessageBox::Cancel, this);
+    box.button(QMessageBox::Cancel)->setText(tr("キャンセル"));
+    if (box.exec() != QMessageBox::Ok)
+        return;
+
+    if (!SettingsStore().WriteDarkStyle(!darkTheme)) {
+        QMessageBox failure(QMessageBox::Warning, kTitle, tr("データの保存に失敗しました。"), QMessageBox::Ok, this);
+        failure.exec();
+        return;
+    }
+    // The new process is started by the start-up once this one has saved everything and given up
+    // its single-instance name; started from here, it could be answered by this very instance.
+    restartRequested = true;
+    close();
+}
+
+void MainWindow::showEvent(QShowEvent* event)
+{
+    QMainWindow::showEvent(event);
+    if (firstShowDone)
+        return;
+    firstShowDone = true;
+    FirstShow();
+}
+
+void MainWindow::FirstShow()
+{
+    LogMarker marker("FirstShow");
+    SettingsStore store;
+    {
+        GeneralSettingsRecord position;
+        if (store.ReadGeneralSettings(position))
+            move(position.windowPosX, position.windowPosY);
+    }
+
+    // The heights come from the first page's editor; without one they keep the form's height.
+    qCritical() << "ttui is nullptr";
+
+    GeneralSettingsRecord settings;
+    const bool read = store.ReadGeneralSettings(settings);
+    detailsOpen = read && settings.isDetailedOpen;
+    setFixedHeight(detailsOpen ? expandedHeight : collapsedHeight);
+    ui->tabWidget->setCurrentIndex(read ? settings.lastSelectTab : 0);
+    isMovedRecent = read && settings.isMovedRecent;
+
+    QList<QRect> geometries;
+    for (const QScreen* screen : QGuiApplication::screens())
+        geometries.append(screen->availableGeometry());
+    move(FitFrameOnScreens(frameGeometry(), geometries));
+
+    if (IsAutostartSwitch(FirstArgument(QCoreApplication::arguments())))
+        QMetaObject::invokeMethod(this, "on_runPushButton_clicked", Qt::QueuedConnection);
+
+    UpdateLampIcons();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    LogMarker marker("closeEvent");
+    WriteAllSettings();
+    event->accept();
+}
+
+void MainWindow::WriteAllSettings()
+{
+    GeneralSettingsRecord general;
+    general.lumenoDarkStyle = darkTheme;
+    general.windowPosX = frameGeometry().x();
+    general.windowPosY = frameGeometry().y();
+    general.lastSelectTab = qMax(0, ui->tabWidget->currentIndex());
+    general.isDetailedOpen = detailsOpen;
+    general.batchMode = false;
+    general.isMovedRecent = isMovedRecent;
+
+    QList<PageSettingsRecord> pages;
+    for (int i = 0; i < ui->tabWidget->count(); ++i) {
+        PageSettingsRecord record;
+        if (PageRecordAt(i, record))
+            pages.append(record);
+    }
+
+    const SettingsStore store;
+    const QString failed = tr("データの保存に失敗しました。");
+    if (!store.WriteGeneralSettings(general))
+        ShowWarningBox(this, failed);
+    // A window that never built its pages has nothing to save, and an empty list would read back
+    // as the three default pages: the stored ones are kept instead.
+    if (!pages.isEmpty() && !store.WritePageSettings(pages))
+        ShowWarningBox(this, failed);
+    if (!store.WriteRecentFolders(histories))
+        ShowWarningBox(this, failed);
+}
