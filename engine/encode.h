@@ -11,6 +11,8 @@
 namespace dravik {
 
 struct JpegSettings {
+    // libvips writes a minimal EXIF block even for an image without one; off drops it.
+    bool writeExif = true;
     int quality = 80;
     bool progressive = true;
     // Chroma at full resolution. Fine colour detail (text, graphics, saturated edges)

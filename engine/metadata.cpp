@@ -10,6 +10,31 @@
 namespace dravik {
 namespace {
 
+void removeField(vips::VImage &image, const char *name)
+{
+    if (image.get_typeof(name) != 0)
+        image.remove(name);
+}
+
+// Collects first: removing while libvips walks the field list is not allowed.
+template <typename Pred>
+void removeFieldsWhere(vips::VImage &image, Pred &&pred)
+{
+    std::vector<std::string> names;
+    gchar **fields = vips_image_get_fields(image.get_image());
+    for (gchar **field = fields; field && *field; ++field)
+        if (pred(std::string(*field)))
+            names.push_back(*field);
+    g_strfreev(fields);
+    for (const std::string &name : names)
+        removeField(image, name.c_str());
+}
+
+void removeExifTagFields(vips::VImage &image)
+{
+    removeFieldsWhere(image, [](const std::string &name) { return name.rfind("exif-ifd", 0) == 0; });
+}
+
 // Rewrites the EXIF block without IFD1 (the thumbnail's directory) and its JPEG.
 void dropExifThumbnail(vips::VImage &image)
 {
@@ -30,6 +55,10 @@ void dropExifThumbnail(vips::VImage &image)
     ExifContent *ifd1 = ed->ifd[EXIF_IFD_1];
     while (ifd1 && ifd1->count > 0)
         exif_content_remove_entry(ifd1, ifd1->entries[0]);
+    // The pixels are always upright by now.
+    if (ExifEntry *orientation = exif_content_get_entry(ed->ifd[EXIF_IFD_0], EXIF_TAG_ORIENTATION);
+        orientation && orientation->format == EXIF_FORMAT_SHORT && orientation->components == 1)
+        exif_set_short(orientation->data, exif_data_get_byte_order(ed), 1);
     unsigned char *out = nullptr;
     unsigned int outLength = 0;
     exif_data_save_data(ed, &out, &outLength);
@@ -39,35 +68,26 @@ void dropExifThumbnail(vips::VImage &image)
         vips_image_set_blob_copy(image.get_image(), VIPS_META_EXIF_NAME, out, outLength);
     }
     std::free(out);
-}
-
-void removeField(vips::VImage &image, const char *name)
-{
-    if (image.get_typeof(name) != 0)
-        image.remove(name);
+    // libvips writes its parsed copies of the tags back into the block when saving;
+    // those copies still hold the old orientation and the thumbnail's directory.
+    removeExifTagFields(image);
 }
 
 } // namespace
 
 void prepareMetadata(vips::VImage &image, bool keep)
 {
+    // libvips keeps the EXIF thumbnail apart and writes it back into the EXIF block.
+    removeField(image, "jpeg-thumbnail-data");
     if (keep) {
         dropExifThumbnail(image);
         return;
     }
-    // Collect first: removing while libvips walks the field list is not allowed.
-    std::vector<std::string> names;
-    gchar **fields = vips_image_get_fields(image.get_image());
-    for (gchar **field = fields; field && *field; ++field) {
-        const std::string name = *field;
-        if (name == VIPS_META_EXIF_NAME || name == VIPS_META_XMP_NAME || name == VIPS_META_IPTC_NAME ||
-            name == VIPS_META_PHOTOSHOP_NAME || name.rfind("exif-", 0) == 0 || name.rfind("png-comment-", 0) == 0 ||
-            name == "gif-comment")
-            names.push_back(name);
-    }
-    g_strfreev(fields);
-    for (const std::string &name : names)
-        removeField(image, name.c_str());
+    removeFieldsWhere(image, [](const std::string &name) {
+        return name == VIPS_META_EXIF_NAME || name == VIPS_META_XMP_NAME || name == VIPS_META_IPTC_NAME ||
+               name == VIPS_META_PHOTOSHOP_NAME || name.rfind("exif-", 0) == 0 ||
+               name.rfind("png-comment-", 0) == 0 || name == "gif-comment";
+    });
 }
 
 } // namespace dravik

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <sys/stat.h>
 #include <vector>
 
@@ -54,6 +55,16 @@ vips::VImage materialise(const vips::VImage &image)
 {
     try {
         return image.copy_memory();
+    } catch (const vips::VError &e) {
+        fail(Exit::Damaged, std::string("the input is damaged: ") + e.what());
+    }
+}
+
+void checkDecodes(const Source &src, LoadRequest request)
+{
+    request.allFrames = true;
+    try {
+        loadPixels(src, request).avg();
     } catch (const vips::VError &e) {
         fail(Exit::Damaged, std::string("the input is damaged: ") + e.what());
     }
@@ -129,7 +140,8 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o)
 {
     switch (f) {
     case Format::Jpeg: {
-        const JpegSettings settings = jpegSettingsFor(o);
+        JpegSettings settings = jpegSettingsFor(o);
+        settings.writeExif = image.get_typeof(VIPS_META_EXIF_NAME) != 0;
         if (o.sizeLimitKiB)
             return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
                                          o.markWrite ? markSize(Format::Jpeg) : 0);
@@ -256,9 +268,12 @@ int processImage(const Options &o)
     vips::VImage image = loadPixels(src, request);
     if (plan.scale)
         image = scaleTo(image, storedWidth, storedHeight, o.kernel);
-    image = materialise(image);
-    if (src.orientation != 1)
-        image = image.autorot();
+    if (src.orientation != 1) {
+        // Rotation reads the image out of order, which a streaming loader cannot serve.
+        image = materialise(image).autorot().copy();
+        // The pixels are upright now; savers rewrite the EXIF tag from this field.
+        image.set(VIPS_META_ORIENTATION, 1);
+    }
 
     // Colour: CMYK always ends as sRGB; other profiles as the ICC policy says.
     const bool pngLossless = candidates.size() == 1 && candidates.front() == Format::Png && pngIsLossless(o);
@@ -288,11 +303,19 @@ int processImage(const Options &o)
     if (o.hasStamp())
         image = applyStamp(image, stamp, o);
 
+    // Several encodes of the same pixels (auto, a size limit, palette against lossless
+    // PNG) or a look at the alpha band want the pixels decoded once, in memory. A single
+    // encode streams instead: decoding and encoding overlap and no full copy is held.
+    const bool encodesMoreThanOnce = candidates.size() > 1 || o.sizeLimitKiB ||
+                                     (candidates.front() == Format::Png && !pngIsLossless(o));
+    const bool inMemory = encodesMoreThanOnce || image.has_alpha();
+    if (inMemory)
+        image = materialise(image);
     // An alpha band that is opaque everywhere only costs bytes.
     if (image.has_alpha() && !hasRealTransparency(image))
         image = dropAlpha(image);
 
-    image = materialise(image).copy();
+    image = image.copy(); // fields are about to change: never on a shared image
     prepareMetadata(image, o.keepMetadata);
     if (keepFrames)
         image.set("page-height", pageHeightOf(image));
@@ -306,7 +329,16 @@ int processImage(const Options &o)
         vips::VImage pixels = image;
         if (f == Format::Jpeg && pixels.has_alpha())
             pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
-        Bytes bytes = encodeAs(f, pixels, o);
+        Bytes bytes;
+        try {
+            bytes = encodeAs(f, pixels, o);
+        } catch (const Failure &failure) {
+            // While streaming, a damaged input shows up as an encoder error: decode the
+            // input alone to tell the two apart.
+            if (failure.code() == Exit::CannotEncode && !inMemory)
+                checkDecodes(src, request);
+            throw;
+        }
         if (!best || bytes.size() < best->bytes.size())
             best = Encoded{f, std::move(bytes)};
     }
@@ -320,13 +352,11 @@ int processImage(const Options &o)
             lossless = optimiseJpegLosslessly(
                 src.bytes, {!o.baseline, o.keepMetadata, icc == IccAction::Keep});
         }
-        if (lossless && lossless->size() + markBytes < src.bytes.size())
+        const std::size_t limit = o.sizeLimitKiB ? std::size_t(*o.sizeLimitKiB) * 1024 : SIZE_MAX;
+        if (lossless && lossless->size() + markBytes < src.bytes.size() && lossless->size() + markBytes <= limit)
             best->bytes = std::move(*lossless);
-        else
+        else if (src.bytes.size() <= limit)
             best->bytes = src.bytes;
-        const bool fitsLimit = !o.sizeLimitKiB || best->bytes.size() <= std::size_t(*o.sizeLimitKiB) * 1024;
-        if (!fitsLimit)
-            fail(Exit::Internal, "no output within the size limit"); // unreachable: the re-encode fitted
     }
     if (marked && (best->bytes.size() + markBytes < src.bytes.size() || changesPixels ||
                    best->format != src.format))
