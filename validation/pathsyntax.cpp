@@ -12,14 +12,15 @@ bool NativeIsAbsolute(QStringView path)
 
 bool WindowsIsAbsolute(QStringView path)
 {
-    const auto isAsciiLetter = [](QChar ch) {
-        const char16_t c = ch.unicode();
-        return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z');
-    };
-    // A drive letter without its root ("C:Images") is relative to that drive's current folder.
-    if (path.size() >= 3 && isAsciiLetter(path[0]) && path[1] == u':' && path[2] == u'\\')
+    // What QFileInfo::isRelative() answers on Windows: a path that starts with a separator
+    // (a UNC path, or the root of the current drive, "\Images\") or that has a colon as its
+    // second character is not relative. A drive without its root ("C:Images") is refused by
+    // the drive-letter rule before this test is reached.
+    if (path.isEmpty())
+        return false;
+    if (path[0] == u'\\' || path[0] == u'/')
         return true;
-    return path.startsWith(u"\\\\");
+    return path.size() >= 2 && path[1] == u':';
 }
 
 } // namespace

@@ -17,6 +17,7 @@ struct PathSyntax
 
     // QDir::separator() and !QFileInfo::isRelative() of the running platform.
     static PathSyntax Native();
-    // Backslash; absolute means a drive letter with its root ("C:\") or a UNC path ("\\").
+    // Backslash; absolute as QFileInfo judges it on Windows: the path begins with a separator
+    // ("\\server\", "\Images\") or its second character is a colon.
     static PathSyntax Windows();
 };

@@ -130,6 +130,10 @@ void TestPathRules::windowsPaths_data()
     AddRow("one letter", "C", NotAbsolute("C"));
     AddRow("one dot", ".", NotAbsolute("."));
     AddRow("dot root", R"(.\)", Relative(R"(.\)"));
+    // A leading separator names the root of the current drive, which Windows counts as absolute.
+    AddRow("root of the current drive", R"(\Images\)", {});
+    AddRow("bare separator", R"(\)", {});
+    AddRow("current-drive root with dot element", R"(\a\.\)", Relative(R"(\a\.\)"));
 }
 
 void TestPathRules::windowsPaths()
