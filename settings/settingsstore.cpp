@@ -1,5 +1,6 @@
 #include "settings/settingsstore.h"
 #include "settings/jsonvalues.h"
+#include "validation/pathrules.h"
 
 #include <QByteArray>
 #include <QDebug>
@@ -144,8 +145,7 @@ QString SettingsStore::SettingsFolderFor(const QString &dataLocation, QChar sepa
     if (!folder.endsWith(QLatin1Char('/')) && !folder.endsWith(QLatin1Char('\\')))
         folder += separator;
     folder += SettingsFolderName();
-    folder.replace(QLatin1Char('/'), separator);
-    folder.replace(QLatin1Char('\\'), separator);
+    ChangePathDelimiter(folder, PathSyntax{separator, nullptr});
     return folder;
 }
 
