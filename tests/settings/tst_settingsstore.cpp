@@ -122,6 +122,8 @@ void TestSettingsStore::settingsFolderFollowsThePathSyntax()
              QStringLiteral("C:\\Users\\me\\AppData\\Local\\Lumeno Dravik for Desktop"));
     QCOMPARE(SettingsStore::SettingsFolderFor(QStringLiteral("/home/me/.local/share"), QLatin1Char('/')),
              QStringLiteral("/home/me/.local/share/Lumeno Dravik for Desktop"));
+    QCOMPARE(SettingsStore::SettingsFolderFor(QStringLiteral("/home\\me/data"), QLatin1Char('/')),
+             QStringLiteral("/home/me/data/Lumeno Dravik for Desktop"));
     QCOMPARE(SettingsStore::SettingsFolderFor(QString(), QLatin1Char('\\')), QString());
 
     // A relative data location must not put the settings below the working folder.

@@ -230,6 +230,10 @@ void TestFolderChecks::windowsSyntax()
     r = CheckFolderPath(FolderRole::Input, "Images", win);
     QCOMPARE(r.refusal, kIn + "の指定が無効です。\n絶対パスではありませんでした。\nImages\\");
 
+    // From the root of the current drive: accepted by the path rules, so the disk is asked.
+    r = CheckFolderPath(FolderRole::Input, "/Images", win);
+    QCOMPARE(r.refusal, kIn + "が存在しませんでした。\n\\Images\\");
+
     r = CheckFolderPath(FolderRole::Input, "\\\\server\\share", win);
     QCOMPARE(r.refusal, kIn + "が存在しませんでした。\n\\\\server\\share\\");
 }
