@@ -51,7 +51,8 @@ public:
     bool ReadRecentFolders(RecentFolders &lists) const;
     bool WriteRecentFolders(const RecentFolders &lists) const;
     // One-time move of the histories kept inside the pages by earlier versions. Writes the
-    // history file only when the chosen page carries at least one of the old history keys.
+    // history file only when the chosen page carries at least one of the old history keys as
+    // an array; any other value there could only give empty lists.
     bool MoveRecentFromPageSettings(int lastSelectTab) const;
 
     // Page preset files: one page object per file.

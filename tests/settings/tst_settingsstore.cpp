@@ -549,6 +549,14 @@ void TestSettingsStore::historyMoveNeverWipesExistingHistories()
     QVERIFY(store.MoveRecentFromPageSettings(0));
     QCOMPARE(ReadBytes(FilePath("folderrecent.json")), before);
 
+    // An old key that holds no array carries no history to move.
+    QJsonObject broken = PageObject(QStringLiteral("broken"));
+    broken.insert("inputHistory", "C:\\older\\");
+    broken.insert("outputHistory", QJsonValue::Null);
+    QVERIFY(WriteObject(FilePath("PageSettings.json"), QJsonObject{{"allObject", QJsonArray{broken}}}));
+    QVERIFY(store.MoveRecentFromPageSettings(0));
+    QCOMPARE(ReadBytes(FilePath("folderrecent.json")), before);
+
     // An empty page list: true, nothing written, and the flag is still stored.
     QVERIFY(WriteObject(FilePath("PageSettings.json"), QJsonObject{{"allObject", QJsonArray()}}));
     QVERIFY(store.MoveRecentFromPageSettings(0));
