@@ -85,21 +85,24 @@ Bytes encodeJpeg(const vips::VImage &image, const JpegSettings &s)
 
 Bytes encodePng(const vips::VImage &image, const PngSettings &s)
 {
-    return run("PNG", [&] {
-        vips::VOption *opt = baseOptions(image)
-                                 ->set("compression", s.compression)
-                                 // Adaptive filtering per row: slower, but this is the lossless
-                                 // size that the user asked us to make small.
-                                 ->set("filter", VIPS_FOREIGN_PNG_FILTER_ALL);
-        if (s.palette) {
-            opt->set("palette", true)->set("Q", s.quality)->set("dither", s.dither)->set("effort", s.effort);
-            // Filters rarely pay on palette indices; zlib alone compresses them best.
-            opt->set("filter", VIPS_FOREIGN_PNG_FILTER_NONE);
-        } else if (!s.keep16Bit && image.format() == VIPS_FORMAT_USHORT) {
-            opt->set("bitdepth", 8);
-        }
-        return image.pngsave_buffer(opt);
-    });
+    const auto save = [&](VipsForeignPngFilter filter) {
+        return run("PNG", [&] {
+            vips::VOption *opt = baseOptions(image)->set("compression", s.compression)->set("filter", filter);
+            if (s.palette)
+                opt->set("palette", true)->set("Q", s.quality)->set("dither", s.dither)->set("effort", s.effort);
+            else if (!s.keep16Bit && image.format() == VIPS_FORMAT_USHORT)
+                opt->set("bitdepth", 8);
+            return image.pngsave_buffer(opt);
+        });
+    };
+    // Palette indices rarely profit from filters; zlib alone compresses them best.
+    if (s.palette)
+        return save(VIPS_FOREIGN_PNG_FILTER_NONE);
+    Bytes filtered = save(VIPS_FOREIGN_PNG_FILTER_ALL);
+    if (!s.tryUnfiltered)
+        return filtered;
+    Bytes plain = save(VIPS_FOREIGN_PNG_FILTER_NONE);
+    return plain.size() < filtered.size() ? plain : filtered;
 }
 
 Bytes encodeGif(const vips::VImage &image, const GifSettings &s)

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdint>
 #include <sys/stat.h>
 #include <vector>
@@ -121,17 +122,26 @@ struct Encoded {
 
 Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
 {
-    PngSettings settings = pngSettingsFor(o);
-    if (!settings.palette)
-        return encodePng(image, settings);
-    // The palette version only wins when it is both smaller and close enough; on photos
-    // it is usually neither.
+    const PngSettings settings = pngSettingsFor(o, image.width() * pageHeightOf(image));
     PngSettings lossless = settings;
     lossless.palette = false;
     lossless.keep16Bit = false;
+    if (!settings.palette)
+        return encodePng(image, settings);
+    const double tolerance = paletteToleranceFor(o);
+    // Quantising a large image takes seconds and photos fail the tolerance by far: a
+    // quarter-megapixel trial gives the verdict first (downscaling only makes
+    // quantisation easier, so a failure there is a failure at full size).
+    const double pixels = double(image.width()) * image.height();
+    if (pixels > 500'000 && image.get_typeof("page-height") == 0) {
+        const vips::VImage trial = image.resize(std::sqrt(250'000 / pixels));
+        if (paletteError(trial, encodePng(trial, settings)) > tolerance)
+            return encodePng(image, lossless);
+    }
+    // The palette version only wins when it is both smaller and close enough.
     Bytes palette = encodePng(image, settings);
     Bytes full = encodePng(image, lossless);
-    if (palette.size() < full.size() && paletteError(image, palette) <= paletteToleranceFor(o))
+    if (palette.size() < full.size() && paletteError(image, palette) <= tolerance)
         return palette;
     return full;
 }
@@ -306,8 +316,7 @@ int processImage(const Options &o)
     // Several encodes of the same pixels (auto, a size limit, palette against lossless
     // PNG) or a look at the alpha band want the pixels decoded once, in memory. A single
     // encode streams instead: decoding and encoding overlap and no full copy is held.
-    const bool encodesMoreThanOnce = candidates.size() > 1 || o.sizeLimitKiB ||
-                                     (candidates.front() == Format::Png && !pngIsLossless(o));
+    const bool encodesMoreThanOnce = candidates.size() > 1 || o.sizeLimitKiB || candidates.front() == Format::Png;
     const bool inMemory = encodesMoreThanOnce || image.has_alpha();
     if (inMemory)
         image = materialise(image);

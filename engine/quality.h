@@ -13,7 +13,7 @@ namespace dravik {
 JpegSettings jpegSettingsFor(const Options &o);
 // The same settings at another quality, with the quality-dependent choices redone.
 JpegSettings withJpegQuality(JpegSettings s, int quality);
-PngSettings pngSettingsFor(const Options &o);
+PngSettings pngSettingsFor(const Options &o, int outputPixels);
 GifSettings gifSettingsFor(const Options &o);
 WebpSettings webpSettingsFor(const Options &o);
 AvifSettings avifSettingsFor(const Options &o, int outputPixels);
