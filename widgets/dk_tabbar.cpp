@@ -3,10 +3,28 @@
 #include "widgets/dk_tabwidget.h"
 
 #include <QFontMetrics>
+#include <QResizeEvent>
 
 DK_TabBar::DK_TabBar(DK_TabWidget* parent)
     : QTabBar(parent)
 {
+    if (parent != nullptr)
+        parent->installEventFilter(this);
+}
+
+bool DK_TabBar::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == parentWidget() && event->type() == QEvent::Resize) {
+        const auto* resize = static_cast<QResizeEvent*>(event);
+        if (resize->size().width() != resize->oldSize().width()) {
+            // A font change is QTabBar's own cue to forget its measured tabs
+            // and lay them out again; the widths here depend on the same kind
+            // of outside measure.
+            QEvent relayout(QEvent::FontChange);
+            changeEvent(&relayout);
+        }
+    }
+    return QTabBar::eventFilter(watched, event);
 }
 
 QSize DK_TabBar::tabSizeHint(int index) const

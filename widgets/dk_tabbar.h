@@ -3,6 +3,8 @@
 #include <QSize>
 #include <QTabBar>
 
+class QEvent;
+
 class DK_TabWidget;
 
 // Tabs as wide as their text plus room for icon and padding, squeezed in
@@ -19,4 +21,7 @@ public:
 
 protected:
     QSize tabSizeHint(int index) const override;
+    // Watches the tab widget: its width feeds the size hints, but QTabBar only
+    // lays its tabs out again when the tabs or the bar itself change.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 };

@@ -151,6 +151,16 @@ void TestDkWidgets::tabWidgetInstallsItsTabBarAndLaysTabsOutByTheRule()
     }
     QCOMPARE(laidOut, width);
     QVERIFY(bar->tabRect(0).width() < bar->tabRect(2).width());
+
+    // Later changes of the widget's width are followed, both ways.
+    for (const int w : {total / 2, total + 200, total / 3}) {
+        tabs.resize(w, 300);
+        QApplication::processEvents();
+        int sum = 0;
+        for (int i = 0; i < bar->count(); ++i)
+            sum += bar->tabRect(i).width();
+        QCOMPARE(sum, qMin(w, total));
+    }
 }
 
 void TestDkWidgets::tabWidgetReportsTheButtonPressedOnATab()
