@@ -2,6 +2,7 @@
 
 #include "exitcodes.h"
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -33,7 +34,10 @@ Bytes run(const char *format, Save &&save)
 // savers never strip: stripping here would also drop an ICC profile we decided to keep.
 vips::VOption *baseOptions(const vips::VImage &image)
 {
-    vips::VOption *opt = vips::VImage::option()->set("strip", false);
+    // With nothing to carry, strip: savers would otherwise invent an EXIF block.
+    const bool nothingToKeep = image.get_typeof(VIPS_META_ICC_NAME) == 0 && image.get_typeof(VIPS_META_EXIF_NAME) == 0 &&
+                               image.get_typeof(VIPS_META_XMP_NAME) == 0 && image.get_typeof(VIPS_META_IPTC_NAME) == 0;
+    vips::VOption *opt = vips::VImage::option()->set("strip", nothingToKeep);
     if (image.get_typeof("page-height") != 0 && vips_image_get_page_height(image.get_image()) != image.height())
         opt->set("page_height", vips_image_get_page_height(image.get_image()));
     return opt;
@@ -116,9 +120,42 @@ Bytes encodeGif(const vips::VImage &image, const GifSettings &s)
     });
 }
 
+// Removes the EXIF chunk from a WebP file, clearing its flag in VP8X and fixing the
+// RIFF size. libvips invents an EXIF block from the image's fields when it has none.
+Bytes withoutWebpExif(Bytes webp)
+{
+    const auto le32 = [&](std::size_t at) {
+        return std::uint32_t(webp[at]) | (std::uint32_t(webp[at + 1]) << 8) | (std::uint32_t(webp[at + 2]) << 16) |
+               (std::uint32_t(webp[at + 3]) << 24);
+    };
+    if (webp.size() < 12 || std::memcmp(webp.data(), "RIFF", 4) != 0 || std::memcmp(&webp[8], "WEBP", 4) != 0)
+        return webp;
+    std::size_t at = 12;
+    std::size_t vp8x = 0;
+    while (at + 8 <= webp.size()) {
+        const std::size_t total = 8 + ((std::size_t(le32(at + 4)) + 1) & ~std::size_t(1));
+        if (at + total > webp.size())
+            break;
+        if (std::memcmp(&webp[at], "VP8X", 4) == 0)
+            vp8x = at;
+        if (std::memcmp(&webp[at], "EXIF", 4) == 0) {
+            webp.erase(webp.begin() + std::ptrdiff_t(at), webp.begin() + std::ptrdiff_t(at + total));
+            if (vp8x)
+                webp[vp8x + 8] &= ~0x08;
+            continue;
+        }
+        at += total;
+    }
+    const std::uint32_t riffSize = std::uint32_t(webp.size() - 8);
+    for (int i = 0; i < 4; ++i)
+        webp[4 + i] = static_cast<unsigned char>(riffSize >> (8 * i));
+    return webp;
+}
+
 Bytes encodeWebp(const vips::VImage &image, const WebpSettings &s)
 {
-    return run("WebP", [&] {
+    const bool hasExif = image.get_typeof(VIPS_META_EXIF_NAME) != 0;
+    Bytes out = run("WebP", [&] {
         vips::VOption *opt = baseOptions(image)->set("effort", s.effort);
         if (s.lossless)
             opt->set("lossless", true);
@@ -126,6 +163,7 @@ Bytes encodeWebp(const vips::VImage &image, const WebpSettings &s)
             opt->set("Q", s.quality)->set("smart_subsample", s.smartSubsample);
         return image.webpsave_buffer(opt);
     });
+    return hasExif ? out : withoutWebpExif(std::move(out));
 }
 
 Bytes encodeAvif(const vips::VImage &image, const AvifSettings &s)

@@ -221,18 +221,19 @@ int processImage(const Options &o)
     for (Format f : candidates)
         refuseSameFile(o.in, outputPathFor(o, f));
 
-    // An output already lightened by us is left alone.
+    // An output already lightened by us is left alone, whatever format it holds.
     if (o.markSkipOut) {
         for (Format f : candidates) {
             const std::string path = outputPathFor(o, f);
             struct stat st {};
-            if (::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
-                try {
-                    if (hasMark(readFileBytes(path, "output", int(Exit::CannotWriteFile)), f))
-                        return 0;
-                } catch (const Failure &) {
-                    // unreadable existing output: process normally, the write decides
-                }
+            if (::stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+                continue;
+            try {
+                const Bytes existing = readFileBytes(path, "output", int(Exit::CannotWriteFile));
+                if (hasMark(existing, Format::Jpeg) || hasMark(existing, Format::Png))
+                    return 0;
+            } catch (const Failure &) {
+                // an unreadable existing output is simply replaced
             }
         }
     }
