@@ -173,6 +173,16 @@ std::string readBytes(const std::string &path) {
     return s.str();
 }
 
+::testing::AssertionResult sameBytes(const std::string &a, const std::string &b) {
+    if (a == b)
+        return ::testing::AssertionSuccess() << "identical, " << a.size() << " bytes";
+    size_t i = 0;
+    while (i < a.size() && i < b.size() && a[i] == b[i])
+        ++i;
+    return ::testing::AssertionFailure() << "bytes differ: sizes " << a.size() << " and " << b.size()
+                                         << ", first difference at offset " << i;
+}
+
 void writeBytes(const std::string &path, const std::string &bytes) {
     std::ofstream f(path, std::ios::binary | std::ios::trunc);
     f.write(bytes.data(), std::streamsize(bytes.size()));

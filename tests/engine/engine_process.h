@@ -47,6 +47,8 @@ RunResult runProgram(const std::string &program, const std::vector<std::string> 
                      const RunOptions &options = {});
 
 std::string readBytes(const std::string &path);
+// Byte equality that reports sizes and the first difference instead of dumping binary.
+::testing::AssertionResult sameBytes(const std::string &a, const std::string &b);
 void writeBytes(const std::string &path, const std::string &bytes);
 bool exists(const std::string &path);
 long long fileSize(const std::string &path);

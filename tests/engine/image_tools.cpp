@@ -136,7 +136,7 @@ double meanDifference(VImage a, VImage b) {
         if (im.bands() == 4 || im.bands() == 2)
             im = im.flatten(VImage::option()->set("background", std::vector<double>{255}));
         if (im.bands() == 1)
-            im = im.bandjoin({im, im});
+            im = VImage::bandjoin(std::vector<VImage>{im, im, im});
         return im.cast(VIPS_FORMAT_FLOAT);
     };
     a = rgb(a);
@@ -181,7 +181,7 @@ VImage quadrants(int width, int height, bool withAlpha) {
 VImage photoLike(int width, int height, int seed) {
     VImage xy = VImage::xyz(width, height);
     VImage x = xy[0] * (200.0 / width), y = xy[1] * (200.0 / height);
-    VImage base = (x + 20).bandjoin({y + 30, (x + y) * 0.5 + 25});
+    VImage base = VImage::bandjoin(std::vector<VImage>{x + 20, y + 30, (x + y) * 0.5 + 25});
     // Gentle waves give edges and texture at several scales, like a real scene.
     VImage waves = ((xy[0] * 0.05).sin() + (xy[1] * 0.031).sin() + ((xy[0] + xy[1]) * 0.013).sin()) * 6.0;
     VImage noise = VImage::gaussnoise(width, height,

@@ -35,7 +35,7 @@ protected:
             << "the reason should be one line" << r.describe();
         EXPECT_TRUE(r.out.empty()) << r.describe();
         EXPECT_FALSE(exists(path("out.png"))) << r.describe();
-        EXPECT_EQ(readBytes(in), inBytes);
+        EXPECT_TRUE(sameBytes(readBytes(in), inBytes));
         expectFolderHolds({"in.png"});
     }
     std::string in;
@@ -155,18 +155,18 @@ TEST_F(Cli, InputEqualToOutputIsRefused) {
     {
         RunResult r = run({"-in", in, "-out", path("link.png")});
         EXPECT_EXIT_CODE(r, 77);
-        EXPECT_EQ(readBytes(in), inBytes);
+        EXPECT_TRUE(sameBytes(readBytes(in), inBytes));
     }
     {
         RunResult r = run({"-in", path("link.png"), "-out", in});
         EXPECT_EXIT_CODE(r, 77);
-        EXPECT_EQ(readBytes(in), inBytes);
+        EXPECT_TRUE(sameBytes(readBytes(in), inBytes));
     }
     // With -outext on the written name is what counts: out "in" + ".png" is the input.
     {
         RunResult r = run({"-in", in, "-out", path("in"), "-outext", "on"});
         EXPECT_EXIT_CODE(r, 77);
-        EXPECT_EQ(readBytes(in), inBytes);
+        EXPECT_TRUE(sameBytes(readBytes(in), inBytes));
     }
     // Through a hard link, refusing is not required (the rename replaces only the link's
     // name), but the input's bytes must survive either way.
@@ -174,7 +174,7 @@ TEST_F(Cli, InputEqualToOutputIsRefused) {
     {
         RunResult r = run({"-in", in, "-out", path("hard.png")});
         expectCleanEnd(r);
-        EXPECT_EQ(readBytes(in), inBytes);
+        EXPECT_TRUE(sameBytes(readBytes(in), inBytes));
     }
 }
 

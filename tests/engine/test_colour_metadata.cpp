@@ -1,0 +1,177 @@
+// Colour profiles (kept, converted, removed, automatic), CMYK, metadata, orientation and
+// the modification time.
+#include "engine_process.h"
+#include "image_tools.h"
+
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace dk;
+using vips::VImage;
+
+namespace {
+
+class ColourAndMetadata : public EngineTest {
+protected:
+    // A saturated picture whose numbers are Display P3: read as sRGB it looks different
+    // enough that keeping, converting and dropping can be told apart.
+    std::string makeP3(const std::string &name, int w = 800, int h = 600) {
+        VImage xy = VImage::xyz(w, h);
+        VImage r = xy[0] * (255.0 / w), g = xy[1] * (255.0 / h), b = 255 - r;
+        VImage im = VImage::bandjoin(std::vector<VImage>{r, g, b}).cast(VIPS_FORMAT_UCHAR).copy(
+            VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+        const std::string file = path(name);
+        save(withProfile(im, builtinProfile("p3")), file, "[Q=95]");
+        return file;
+    }
+    static VImage toSrgbNumbers(const std::string &file) {
+        return loadFirstPage(file).icc_transform(
+            "srgb", VImage::option()->set("embedded", true)->set("intent", VIPS_INTENT_RELATIVE));
+    }
+};
+
+TEST_F(ColourAndMetadata, ProfileKeptConvertedRemoved) {
+    const std::string in = makeP3("p3.jpg");
+    const std::string p3 = builtinProfile("p3");
+    ASSERT_EQ(inspect(in).icc, p3);
+    VImage raw = loadFirstPage(in);
+    VImage converted = toSrgbNumbers(in);
+    // Precondition: the conversion really moves the numbers, or this test proves nothing.
+    ASSERT_GT(meanDifference(raw, converted), 4);
+
+    RunResult r = run({"-in", in, "-out", path("keep.jpg"), "-jpegiccp", "keep"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_EQ(inspect(path("keep.jpg")).icc, p3);
+    EXPECT_LT(meanDifference(loadFirstPage(path("keep.jpg")), raw), 2.5);
+
+    r = run({"-in", in, "-out", path("convert.jpg"), "-jpegiccp", "convert"});
+    ASSERT_EXIT_CODE(r, 0);
+    ImageInfo ci = inspect(path("convert.jpg"));
+    EXPECT_TRUE(ci.icc.empty()) << "profile of " << ci.icc.size() << " bytes left";
+    EXPECT_LT(meanDifference(loadFirstPage(path("convert.jpg")), converted), 2.5);
+
+    r = run({"-in", in, "-out", path("remove.jpg"), "-jpegiccp", "remove"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(inspect(path("remove.jpg")).icc.empty());
+    EXPECT_LT(meanDifference(loadFirstPage(path("remove.jpg")), raw), 2.5);
+
+    // A small non-sRGB profile on a sizeable picture is kept by default.
+    r = run({"-in", in, "-out", path("auto.jpg")});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_EQ(inspect(path("auto.jpg")).icc, p3);
+
+    // AVIF follows the same option.
+    r = run({"-in", in, "-out", path("keep.avif"), "-outformat", "avif", "-jpegiccp", "keep", "-width", "200"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_EQ(inspect(path("keep.avif")).icc, p3);
+    r = run({"-in", in, "-out", path("convert.avif"), "-outformat", "avif", "-jpegiccp", "convert", "-width", "200"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(inspect(path("convert.avif")).icc.empty());
+    EXPECT_LT(meanDifference(loadFirstPage(path("convert.avif")), converted), 4);
+}
+
+TEST_F(ColourAndMetadata, SrgbProfileDroppedByDefaultAndCorpusAdobeRgbConverted) {
+    RunResult r = run({"-in", corpusFile("Kite_2560x1600.jpg"), "-out", path("kite.jpg"), "-width", "640"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(inspect(path("kite.jpg")).icc.empty()) << "sRGB is implied; its profile is dead weight";
+
+    const std::string adobe = corpusFile("DarkestHour_adobergb.jpg");
+    r = run({"-in", adobe, "-out", path("adobe.jpg"), "-width", "640", "-jpegiccp", "convert"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(inspect(path("adobe.jpg")).icc.empty());
+    VImage want = toSrgbNumbers(adobe);
+    VImage raw = loadFirstPage(adobe);
+    const double toWant = meanDifference(loadFirstPage(path("adobe.jpg")), want);
+    const double toRaw = meanDifference(loadFirstPage(path("adobe.jpg")), raw);
+    EXPECT_LT(toWant, 3);
+    EXPECT_LT(toWant, toRaw) << "pixels were not converted";
+
+    r = run({"-in", adobe, "-out", path("adobekeep.jpg"), "-width", "640", "-jpegiccp", "keep"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_EQ(inspect(path("adobekeep.jpg")).icc, inspect(adobe).icc);
+}
+
+TEST_F(ColourAndMetadata, CmykBecomesSrgb) {
+    const std::string in = corpusFile("TwoWings_cmyk.jpg");
+    for (std::string fmt : {"jpg", "png"}) {
+        SCOPED_TRACE(fmt);
+        const std::string out = path("out." + fmt);
+        RunResult r = run({"-in", in, "-out", out, "-outformat", fmt, "-width", "640"});
+        ASSERT_EXIT_CODE(r, 0);
+        ImageInfo i = inspect(out);
+        EXPECT_EQ(i.bands, 3);
+        EXPECT_NE(i.interpretation, VIPS_INTERPRETATION_CMYK);
+        if (!i.icc.empty()) // whatever profile remains must describe RGB, not CMYK
+            EXPECT_EQ(i.icc.substr(16, 4), "RGB ");
+        EXPECT_LT(meanDifference(loadForViewing(out), loadForViewing(in)), 6);
+    }
+}
+
+TEST_F(ColourAndMetadata, MetadataKeptOrStripped) {
+    const std::string kite = corpusFile("Kite_2560x1600.jpg"); // EXIF with thumbnail, XMP
+    ImageInfo src = inspect(kite);
+    ASSERT_TRUE(src.exif && src.xmp && src.exifThumbnail);
+    for (std::string fmt : {"jpg", "png", "webp"}) {
+        SCOPED_TRACE(fmt);
+        RunResult r = run({"-in", kite, "-out", path("keep." + fmt), "-outformat", fmt, "-width", "320"});
+        ASSERT_EXIT_CODE(r, 0);
+        ImageInfo k = inspect(path("keep." + fmt));
+        EXPECT_TRUE(k.exif);
+        EXPECT_TRUE(k.xmp);
+        EXPECT_FALSE(k.exifThumbnail) << "the EXIF thumbnail would show the unresized picture";
+
+        r = run({"-in", kite, "-out", path("strip." + fmt), "-outformat", fmt, "-width", "320", "-metadata", "strip"});
+        ASSERT_EXIT_CODE(r, 0);
+        ImageInfo s = inspect(path("strip." + fmt));
+        EXPECT_FALSE(s.exif);
+        EXPECT_FALSE(s.xmp);
+        EXPECT_FALSE(s.iptc);
+        EXPECT_LT(fileSize(path("strip." + fmt)), fileSize(path("keep." + fmt)));
+    }
+}
+
+TEST_F(ColourAndMetadata, OrientationAppliedAndReset) {
+    const std::string in = corpusFile("Aqua_orient8.jpg");
+    for (std::string meta : {"keep", "strip"}) {
+        SCOPED_TRACE(meta);
+        RunResult r = run({"-in", in, "-out", path("out.jpg"), "-metadata", meta});
+        ASSERT_EXIT_CODE(r, 0);
+        ImageInfo i = inspect(path("out.jpg"));
+        EXPECT_EQ(std::make_pair(i.width, i.height), std::make_pair(2560, 1600));
+        EXPECT_EQ(i.orientation, 1) << "a viewer would turn it a second time";
+        EXPECT_LT(meanDifference(loadForViewing(path("out.jpg")), loadForViewing(in)), 5);
+    }
+    // Also when nothing else changes and the format stays: the turn is a pixel change.
+    RunResult r = run({"-in", in, "-out", path("png.png"), "-outformat", "png", "-width", "400"});
+    ASSERT_EXIT_CODE(r, 0);
+    ImageInfo i = inspect(path("png.png"));
+    EXPECT_EQ(std::make_pair(i.width, i.height), std::make_pair(400, 250));
+}
+
+TEST_F(ColourAndMetadata, KeepDate) {
+    const std::string in = path("in.jpg");
+    save(photoLike(300, 200), in, "[Q=95]");
+    struct timespec times[2];
+    times[0].tv_sec = times[1].tv_sec = 981173106; // 2001-02-03 04:05:06 UTC
+    times[0].tv_nsec = times[1].tv_nsec = 0;
+    ASSERT_EQ(utimensat(AT_FDCWD, in.c_str(), times, 0), 0);
+
+    RunResult r = run({"-in", in, "-out", path("on.jpg"), "-keepdate", "on"});
+    ASSERT_EXIT_CODE(r, 0);
+    struct stat st;
+    ASSERT_EQ(stat(path("on.jpg").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtim.tv_sec, 981173106);
+
+    r = run({"-in", in, "-out", path("off.jpg")});
+    ASSERT_EXIT_CODE(r, 0);
+    ASSERT_EQ(stat(path("off.jpg").c_str(), &st), 0);
+    EXPECT_GT(st.st_mtim.tv_sec, std::time(nullptr) - 600);
+
+    // The input's own date is not touched by reading it.
+    ASSERT_EQ(stat(in.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtim.tv_sec, 981173106);
+}
+
+} // namespace

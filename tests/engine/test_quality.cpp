@@ -1,0 +1,219 @@
+// Quality and size: the perceptual levels (bounded, ordered), fixed quality, JPEG layout,
+// the size limit, and never growing a file that only gets re-encoded.
+#include "engine_process.h"
+#include "image_tools.h"
+
+#include <cstdlib>
+#include <unistd.h>
+
+using namespace dk;
+using vips::VImage;
+
+namespace {
+
+class Quality : public EngineTest {
+protected:
+    // A real photograph, cut to a size that keeps the perceptual search quick.
+    std::string photoCrop(const std::string &name, const std::string &corpusName, int w, int h,
+                          const std::string &options = "") {
+        VImage im = loadFirstPage(corpusFile(corpusName));
+        im = im.crop((im.width() - w) / 2, (im.height() - h) / 2, w, h);
+        const std::string file = path(name);
+        save(im, file, options);
+        return file;
+    }
+    // butteraugli max-norm of a distorted file against a reference, both decoded to sRGB PNG.
+    double butteraugli(const std::string &reference, const std::string &distorted) {
+        const std::string a = path("ba-ref.png"), b = path("ba-dist.png");
+        save(loadForViewing(reference), a);
+        save(loadForViewing(distorted), b);
+        RunResult r = runProgram("/usr/bin/butteraugli_main", {a, b}, {120});
+        unlink(a.c_str());
+        unlink(b.c_str());
+        if (!r.exited() || r.code != 0)
+            ADD_FAILURE() << "butteraugli failed" << r.describe();
+        return std::atof(r.out.c_str());
+    }
+};
+
+const double kBound[9] = {0, 0.8, 1.0, 1.2, 1.35, 1.5, 2.0, 2.7, 3.5};
+
+TEST_F(Quality, ReduceModeNeverGrowsWithLevel) {
+    const std::string jpg = photoCrop("photo.jpg", "life_by_Aitzol_Berasategi.jpg", 900, 600, "[Q=95]");
+    // An illustration: palette quantisation can pay off at the higher levels.
+    const std::string png = corpusFile("ImageMagick.png");
+    for (const std::string &in : {jpg, png}) {
+        SCOPED_TRACE(in);
+        long long previous = -1;
+        for (int level = 1; level <= 8; ++level) {
+            const std::string out = path("level" + std::to_string(level));
+            RunResult r = run({"-in", in, "-out", out, "-reducemode", std::to_string(level)});
+            ASSERT_EXIT_CODE(r, 0);
+            const long long size = fileSize(out);
+            if (previous >= 0)
+                EXPECT_LE(size, previous) << "level " << level << " is larger than level " << level - 1;
+            previous = size;
+        }
+        if (in == jpg) // a lossy photograph must get lighter from the first level to the last
+            EXPECT_LT(fileSize(path("level8")), fileSize(path("level1"))) << "the levels make no difference";
+    }
+}
+
+TEST_F(Quality, PngLevelsOneAndTwoAreLossless) {
+    for (std::string src : {"astronaut.png", "paratrooper.png"}) {
+        for (std::string level : {"1", "2"}) {
+            SCOPED_TRACE(src + " level " + level);
+            RunResult r = run({"-in", corpusFile(src), "-out", path("out.png"), "-reducemode", level});
+            ASSERT_EXIT_CODE(r, 0);
+            VImage a = loadFirstPage(corpusFile(src)), b = loadFirstPage(path("out.png"));
+            ASSERT_EQ(a.bands(), b.bands());
+            EXPECT_EQ((a.cast(VIPS_FORMAT_INT) - b.cast(VIPS_FORMAT_INT)).abs().max(), 0);
+        }
+    }
+}
+
+// The visible difference stays within each level's bound, measured as the contract says.
+TEST_F(Quality, LevelsStayWithinTheirBound) {
+    struct Case {
+        std::string name, corpus, options, level;
+    };
+    const std::vector<Case> cases{
+        {"stream.png", "life_by_Aitzol_Berasategi.jpg", "", "1"},
+        {"stream2.png", "life_by_Aitzol_Berasategi.jpg", "", "5"},
+        {"sky.png", "Kite_2560x1600.jpg", "", "5"},
+        {"sky2.png", "Kite_2560x1600.jpg", "", "8"},
+        {"bridge.jpg", "Bridge_by_Sander_Klootwijk.jpg", "[Q=97]", "5"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.corpus + " level " + c.level);
+        const std::string in = photoCrop(c.name, c.corpus, 800, 600, c.options);
+        RunResult r = run({"-in", in, "-out", path("out.jpg"), "-outformat", "jpg", "-reducemode", c.level});
+        ASSERT_EXIT_CODE(r, 0);
+        const double d = butteraugli(in, path("out.jpg"));
+        EXPECT_LE(d, kBound[std::atoi(c.level.c_str())]) << "butteraugli " << d;
+    }
+}
+
+TEST_F(Quality, FixedQualityOverridesLevel) {
+    const std::string in = photoCrop("photo.png", "BytheWater_2560x1600.jpg", 800, 600);
+    RunResult r = run({"-in", in, "-out", path("q80a.jpg"), "-outformat", "jpg", "-quality", "80", "-reducemode", "1"});
+    ASSERT_EXIT_CODE(r, 0);
+    r = run({"-in", in, "-out", path("q80b.jpg"), "-outformat", "jpg", "-quality", "80", "-reducemode", "8"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(sameBytes(readBytes(path("q80a.jpg")), readBytes(path("q80b.jpg"))));
+    r = run({"-in", in, "-out", path("q30.jpg"), "-outformat", "jpg", "-quality", "30"});
+    ASSERT_EXIT_CODE(r, 0);
+    r = run({"-in", in, "-out", path("q95.jpg"), "-outformat", "jpg", "-quality", "95"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_LT(fileSize(path("q30.jpg")), fileSize(path("q80a.jpg")));
+    EXPECT_LT(fileSize(path("q80a.jpg")), fileSize(path("q95.jpg")));
+}
+
+TEST_F(Quality, BaselineOrProgressive) {
+    const std::string in = photoCrop("photo.jpg", "BytheWater_2560x1600.jpg", 800, 600, "[Q=95]");
+    for (auto extra : {std::vector<std::string>{}, {"-width", "400"}, {"-quality", "60"}}) {
+        SCOPED_TRACE(testing::PrintToString(extra));
+        std::vector<std::string> a{"-in", in, "-out", path("prog.jpg")};
+        a.insert(a.end(), extra.begin(), extra.end());
+        RunResult r = run(a);
+        ASSERT_EXIT_CODE(r, 0);
+        JpegLayout p = jpegLayout(readBytes(path("prog.jpg")));
+        EXPECT_TRUE(p.valid && p.progressive);
+
+        a[3] = path("base.jpg");
+        a.push_back("-jpegfixbaseline");
+        a.push_back("on");
+        r = run(a);
+        ASSERT_EXIT_CODE(r, 0);
+        JpegLayout b = jpegLayout(readBytes(path("base.jpg")));
+        EXPECT_TRUE(b.valid && b.baseline);
+    }
+}
+
+// Re-encoding alone must never make a file larger: an already light file comes back no
+// larger than it went in, in every format.
+TEST_F(Quality, NeverLargerWithoutPixelChanges) {
+    const std::string tight = path("tight.jpg");
+    save(photoLike(800, 600), tight, "[Q=40,optimize_coding=true,interlace=true,strip=true]");
+    const std::string pal = path("pal.png");
+    save(quadrants(500, 400), pal, "[palette=true,compression=9]");
+    const std::string lossyWebp = path("low.webp");
+    save(photoLike(400, 300), lossyWebp, "[Q=30]");
+    const std::vector<std::string> inputs{
+        tight, pal, lossyWebp,
+        corpusFile("apple-orchard-truck-from-camera.jpg"),
+        corpusFile("gimp-prefs-color-management.png"),
+        corpusFile("traffic_light.gif"),
+        corpusFile("traffic_light_anim.webp"),
+    };
+    for (const auto &in : inputs) {
+        for (std::string level : {"1", "5"}) {
+            SCOPED_TRACE(in + " level " + level);
+            const std::string out = path("out");
+            RunResult r = run({"-in", in, "-out", out, "-reducemode", level});
+            ASSERT_EXIT_CODE(r, 0);
+            EXPECT_EQ(sniffFormat(out), sniffFormat(in));
+            EXPECT_LE(fileSize(out), fileSize(in));
+            ImageInfo a = inspect(in), b = inspect(out);
+            EXPECT_EQ(a.width, b.width);
+            EXPECT_EQ(a.height, b.height);
+            EXPECT_EQ(a.pages, b.pages);
+        }
+    }
+    // Also at a fixed quality higher than the input's.
+    RunResult r = run({"-in", tight, "-out", path("q95.jpg"), "-quality", "95"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_LE(fileSize(path("q95.jpg")), fileSize(tight));
+}
+
+TEST_F(Quality, SizeLimit) {
+    const std::string in = corpusFile("Kite_2560x1600.jpg"); // 476 KiB
+    RunResult r = run({"-in", in, "-out", path("normal.jpg")});
+    ASSERT_EXIT_CODE(r, 0);
+    const long long normal = fileSize(path("normal.jpg"));
+
+    // Below the normal result: met exactly as asked.
+    const long long limit = std::max(8LL, normal / 1024 / 3);
+    for (std::string hq : {"off", "on"}) {
+        SCOPED_TRACE("hq " + hq);
+        const std::string out = path("limit-" + hq + ".jpg");
+        r = run({"-in", in, "-out", out, "-jpegfilesizelimit", std::to_string(limit), "-jpegfilesizelimithq", hq});
+        ASSERT_EXIT_CODE(r, 0);
+        EXPECT_LE(fileSize(out), limit * 1024);
+        EXPECT_GT(fileSize(out), limit * 1024 / 2) << "far lower than needed";
+        EXPECT_EQ(inspect(out).width, 2560);
+    }
+    // Above it: off keeps the normal choice, on spends the room on quality.
+    const long long roomy = normal * 2 / 1024;
+    r = run({"-in", in, "-out", path("roomy-off.jpg"), "-jpegfilesizelimit", std::to_string(roomy)});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(sameBytes(readBytes(path("roomy-off.jpg")), readBytes(path("normal.jpg"))));
+    r = run({"-in", in, "-out", path("roomy-on.jpg"), "-jpegfilesizelimit", std::to_string(roomy),
+             "-jpegfilesizelimithq", "on"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_LE(fileSize(path("roomy-on.jpg")), roomy * 1024);
+    EXPECT_GT(fileSize(path("roomy-on.jpg")), normal);
+
+    // With a resize the limit applies to the resized result.
+    r = run({"-in", in, "-out", path("small.jpg"), "-width", "640", "-jpegfilesizelimit", "20"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_LE(fileSize(path("small.jpg")), 20 * 1024);
+}
+
+TEST_F(Quality, SizeLimitImpossible) {
+    const std::string in = path("noise.png");
+    VImage noise = VImage::gaussnoise(1200, 1200, VImage::option()->set("sigma", 80.0)->set("seed", 3));
+    save(VImage::bandjoin(std::vector<VImage>{noise, noise.rot180(), noise.flip(VIPS_DIRECTION_HORIZONTAL)})
+             .cast(VIPS_FORMAT_UCHAR)
+             .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB)),
+         in, "[compression=1]");
+    save(solid(10, 10, {1, 2, 3}), path("out.jpg"));
+    const std::string before = readBytes(path("out.jpg"));
+    RunResult r = run({"-in", in, "-out", path("out.jpg"), "-outformat", "jpg", "-jpegfilesizelimit", "1"});
+    EXPECT_EXIT_CODE(r, 94);
+    EXPECT_FALSE(r.err.empty());
+    EXPECT_TRUE(sameBytes(readBytes(path("out.jpg")), before)) << "an existing output must survive a failure";
+    expectFolderHolds({"noise.png", "out.jpg"});
+}
+
+} // namespace
