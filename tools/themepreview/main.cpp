@@ -1,7 +1,8 @@
 // dravik_themepreview dark|light OUT.png
 // Builds one window with every kind of control the program uses, applies the
 // theme as the program does at start-up and saves a picture of it, plus
-// OUT-dialog.png with a message box and an open menu.
+// OUT-dialog.png with a message box and an open menu, and OUT-popup.png with
+// an open combo box list.
 
 #include "app/themes.h"
 #include "widgets/dk_label.h"
@@ -10,6 +11,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -106,7 +108,9 @@ QWidget* BuildPage()
     grid->addWidget(resize, 3, 0, 1, 3);
 
     auto* list = new QListWidget;
-    list->addItems({QStringLiteral("リサイズ"), QStringLiteral("JPEGファイルサイズ調整"), QStringLiteral("特殊設定")});
+    list->addItems({QStringLiteral("リサイズ"), QStringLiteral("JPEGファイルサイズ調整"), QStringLiteral("ファイル名修飾"),
+                    QStringLiteral("処理対象ファイル"), QStringLiteral("スタンプ（透かしロゴ）"), QStringLiteral("特殊設定"),
+                    QStringLiteral("その他")});
     list->setCurrentRow(1);
     list->setMaximumHeight(70);
     grid->addWidget(list, 4, 0);
@@ -203,10 +207,20 @@ int main(int argc, char** argv)
         menu.addSeparator();
         menu.addAction(QStringLiteral("ページの削除(&D)..."));
         menu.popup(QPoint(0, 0));
+        QComboBox combo;
+        combo.addItems({QStringLiteral("入力画像と同じ"), QStringLiteral("JPEG (拡張子 .jpg で出力)"),
+                        QStringLiteral("PNG (拡張子 .png で出力)")});
+        combo.move(0, 300);
+        combo.show();
+        combo.showPopup();
         menu.setActiveAction(menu.actions().first());
         QApplication::processEvents();
         const QPixmap boxShot = box.grab();
         const QPixmap menuShot = menu.grab();
+        QString popupPath = args[2];
+        popupPath.replace(QLatin1String(".png"), QLatin1String("-popup.png"));
+        if (QWidget* popup = combo.view()->window(); !popup->grab().save(popupPath))
+            rc = 1;
         QPixmap both(boxShot.width() + menuShot.width() + 20, qMax(boxShot.height(), menuShot.height()));
         both.fill(Qt::gray);
         QPainter painter(&both);
