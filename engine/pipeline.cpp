@@ -1,5 +1,6 @@
 #include "pipeline.h"
 
+#include "analyse.h"
 #include "atomicwrite.h"
 #include "encode.h"
 #include "exitcodes.h"
@@ -146,11 +147,11 @@ Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
     return full;
 }
 
-Bytes encodeAs(Format f, const vips::VImage &image, const Options &o)
+Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, bool smooth)
 {
     switch (f) {
     case Format::Jpeg: {
-        JpegSettings settings = jpegSettingsFor(o);
+        JpegSettings settings = jpegSettingsFor(o, smooth);
         settings.writeExif = image.get_typeof(VIPS_META_EXIF_NAME) != 0;
         if (o.sizeLimitKiB)
             return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
@@ -162,7 +163,7 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o)
     case Format::Gif:
         return encodeGif(image, gifSettingsFor(o));
     case Format::Webp:
-        return encodeWebp(image, webpSettingsFor(o));
+        return encodeWebp(image, webpSettingsFor(o, smooth));
     case Format::Avif:
         return encodeAvif(image, avifSettingsFor(o, image.width() * pageHeightOf(image)));
     }
@@ -332,6 +333,9 @@ int processImage(const Options &o)
 
     // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
     // with real transparency only ever becomes PNG.
+    const bool lossyCandidate = std::any_of(candidates.begin(), candidates.end(),
+                                            [](Format f) { return f == Format::Jpeg || f == Format::Webp; });
+    const bool smooth = o.qualitySafety && !o.quality && lossyCandidate && looksSmooth(src);
     std::optional<Encoded> best;
     for (Format f : candidates) {
         if (f == Format::Jpeg && !target && image.has_alpha())
@@ -341,7 +345,7 @@ int processImage(const Options &o)
             pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
         Bytes bytes;
         try {
-            bytes = encodeAs(f, pixels, o);
+            bytes = encodeAs(f, pixels, o, smooth);
         } catch (const Failure &failure) {
             // While streaming, a damaged input shows up as an encoder error: decode the
             // input alone to tell the two apart.

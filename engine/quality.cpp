@@ -1,5 +1,6 @@
 #include "quality.h"
 
+#include <algorithm>
 #include <array>
 
 namespace dravik {
@@ -20,11 +21,25 @@ int level(const Options &o) { return o.reduceMode - 1; }
 
 } // namespace
 
-JpegSettings jpegSettingsFor(const Options &o)
+// Extra quality for smooth images under -jpegqualitysafety: banding in a sky shows at
+// settings that are invisible on foliage.
+constexpr int kSafetyBoost = 3;
+
+int guarded(const Options &o, bool smooth, int quality, int ceiling)
+{
+    if (o.qualitySafety && smooth && !o.quality)
+        return std::min(ceiling, quality + kSafetyBoost);
+    return quality;
+}
+
+JpegSettings jpegSettingsFor(const Options &o, bool smooth)
 {
     JpegSettings s;
     s.progressive = !o.baseline;
-    return withJpegQuality(s, o.quality ? *o.quality : kJpegQuality[level(o)]);
+    s = withJpegQuality(s, guarded(o, smooth, o.quality ? *o.quality : kJpegQuality[level(o)], 98));
+    if (o.qualitySafety && smooth)
+        s.fullChroma = true; // chroma blocks on smooth colour gradients are the first visible artefact
+    return s;
 }
 
 JpegSettings withJpegQuality(JpegSettings s, int quality)
@@ -68,10 +83,10 @@ GifSettings gifSettingsFor(const Options &o)
     return s;
 }
 
-WebpSettings webpSettingsFor(const Options &o)
+WebpSettings webpSettingsFor(const Options &o, bool smooth)
 {
     WebpSettings s;
-    s.quality = o.quality ? *o.quality : kWebpQuality[level(o)];
+    s.quality = guarded(o, smooth, o.quality ? *o.quality : kWebpQuality[level(o)], 98);
     s.smartSubsample = s.quality >= 85;
     return s;
 }

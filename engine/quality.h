@@ -10,12 +10,14 @@
 
 namespace dravik {
 
-JpegSettings jpegSettingsFor(const Options &o);
+// `smooth`: the image has large smooth or low-contrast areas (see analyse.h); with
+// -jpegqualitysafety on, those get a stricter budget.
+JpegSettings jpegSettingsFor(const Options &o, bool smooth);
 // The same settings at another quality, with the quality-dependent choices redone.
 JpegSettings withJpegQuality(JpegSettings s, int quality);
 PngSettings pngSettingsFor(const Options &o, int outputPixels);
 GifSettings gifSettingsFor(const Options &o);
-WebpSettings webpSettingsFor(const Options &o);
+WebpSettings webpSettingsFor(const Options &o, bool smooth);
 AvifSettings avifSettingsFor(const Options &o, int outputPixels);
 
 // PNG at levels 1 and 2 (or -quality 100) stays lossless, so 16-bit survives there.
