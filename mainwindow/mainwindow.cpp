@@ -29,6 +29,9 @@ const QString kTitle = QStringLiteral("Dravik for Desktop");
 const QString kLampLit = QStringLiteral(":/global/lamp01_a.png");
 const QString kLampUnlit = QStringLiteral(":/global/lamp00_a.png");
 constexpr QSize kLampSize(20, 20);
+constexpr QSize kSmallButtonSize(90, 25);
+constexpr QSize kBatchButtonSize(110, 36);
+constexpr QSize kRunButtonSize(170, 42);
 
 // Every operation marks its entry and exit in the debug log.
 class LogMarker
@@ -342,6 +345,12 @@ void MainWindow::showEvent(QShowEvent* event)
 void MainWindow::FirstShow()
 {
     LogMarker marker("FirstShow");
+    // The dark sheet gives push buttons its own minimum, which would undercut the form's sizes;
+    // the style is polished by now, so these stick.
+    ui->explainNotePushButton->setFixedSize(kSmallButtonSize);
+    ui->ClosePushButton->setFixedSize(kSmallButtonSize);
+    ui->pushButtonBatch->setMinimumSize(kBatchButtonSize);
+    ui->runPushButton->setMinimumSize(kRunButtonSize);
     SettingsStore store;
     {
         GeneralSettingsRecord position;
