@@ -228,6 +228,7 @@ TEST_F(ExitCodes, SuccessLeavesOnlyTheOutput) {
     for (std::string fmt : {"jpg", "png", "webp", "gif", "avif"}) {
         RunResult r = run({"-in", good, "-out", path("o." + fmt), "-outformat", fmt});
         EXPECT_EXIT_CODE(r, 0);
+        EXPECT_EQ(sniffFormat(path("o." + fmt)), fmt);
         EXPECT_TRUE(r.out.empty()) << "nothing to say on success" << r.describe();
     }
     // Replacing an existing output is a success too.

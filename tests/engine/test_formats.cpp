@@ -65,6 +65,8 @@ void makeInput(const InputKind &k, const std::string &file) {
         save(quadrants(W, H), file, "[Q=90,effort=0]");
 }
 
+void PrintTo(const InputKind &k, std::ostream *os) { *os << k.name; }
+
 class FormatMatrix : public EngineTest, public testing::WithParamInterface<InputKind> {};
 
 TEST_P(FormatMatrix, EveryOutputFormat) {
@@ -270,6 +272,7 @@ TEST_F(Formats, SixteenBitKeptInLosslessPng) {
     // Any lossy output is 8-bit, with the tones scaled rather than clipped.
     r = run({"-in", corpusFile("ImageMagick.png"), "-out", path("im.jpg"), "-outformat", "jpg"});
     ASSERT_EXIT_CODE(r, 0);
+    ASSERT_EQ(sniffFormat(path("im.jpg")), "jpg");
     EXPECT_LT(meanDifference(loadForViewing(corpusFile("ImageMagick.png")), loadForViewing(path("im.jpg"))), 6);
 }
 
@@ -302,6 +305,7 @@ TEST_F(Formats, LosslessPngFromLossyInputs) {
             SCOPED_TRACE(in + " level " + level);
             RunResult r = run({"-in", in, "-out", path("out.png"), "-outformat", "png", "-reducemode", level});
             ASSERT_EXIT_CODE(r, 0);
+            ASSERT_EQ(sniffFormat(path("out.png")), "png");
             EXPECT_LT(meanDifference(loadForViewing(in), loadFirstPage(path("out.png"))), 0.5);
         }
     }
