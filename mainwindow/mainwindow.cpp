@@ -199,6 +199,26 @@ void MainWindow::UpdateLampIcons()
     ui->pushButtonBatch->setIconSize(kLampSize);
 }
 
+QList<QPair<QString, bool>> MainWindow::BatchPages() const
+{
+    QList<QPair<QString, bool>> pages;
+    for (int i = 0; i < ui->tabWidget->count(); ++i)
+        pages.append({ui->tabWidget->tabText(i), TabChecked(i)});
+    return pages;
+}
+
+bool MainWindow::ApplyBatchSelection(const QList<QPair<QString, bool>>& pages)
+{
+    if (pages.size() != ui->tabWidget->count()) {
+        qCritical() << "data size wrong";
+        return false;
+    }
+    for (int i = 0; i < pages.size(); ++i)
+        tabBar->setTabData(i, pages.at(i).second);
+    UpdateLampIcons();
+    return true;
+}
+
 void MainWindow::UpdateHistoriesAfterRun()
 {
     LogMarker marker("UpdateHistoriesAfterRun");
@@ -264,7 +284,9 @@ void MainWindow::on_tabWidget_currentChanged(int index)
 void MainWindow::on_pushButtonBatch_clicked()
 {
     LogMarker marker("on_pushButtonBatch_clicked");
-    qDebug() << "the batch selection dialog is not built into this program yet";
+    // The selection dialog is not built into this program yet; the flags it would hand back go
+    // through ApplyBatchSelection.
+    qDebug() << "the batch selection dialog is not built into this program yet: nothing changed";
 }
 
 void MainWindow::on_pushButtonMenu_clicked()

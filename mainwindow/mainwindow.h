@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QMainWindow>
+#include <QPair>
 #include <QProcess>
 #include <QString>
 
@@ -37,6 +38,12 @@ public:
 
     bool IsBatchMode() const;
     void UpdateLampIcons();
+
+    // The pages a batch selection starts from: every tab's text and check flag, in tab order.
+    QList<QPair<QString, bool>> BatchPages() const;
+    // Takes the check flags chosen for a batch back into the tabs, in tab order. A list that does
+    // not match the tabs one for one changes nothing and returns false.
+    bool ApplyBatchSelection(const QList<QPair<QString, bool>>& pages);
     void UpdateHistoriesAfterRun();
 
     // The engine's version for the About dialog; "" when it cannot be had. Shows the missing-engine

@@ -10,6 +10,8 @@
 #include "tests/mainwindow/modalcloser.h"
 
 #include <QFile>
+#include <QIcon>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -80,6 +82,7 @@ private slots:
     void windowShowsTheStoredPages();
     void runButtonIgnoresReentry();
     void checkedPagesFeedTheHistoriesAfterARun();
+    void batchSelectionSetsTheFlagsOrNothing();
     void closingWritesEveryFileInTabOrder();
     void closingReportsEveryFailedWrite();
     void themeSwitchAsksWritesAndRestarts();
@@ -272,6 +275,53 @@ void TestMainWindow::checkedPagesFeedTheHistoriesAfterARun()
     window.on_runPushButton_clicked();
     QCOMPARE(window.Histories().inputHistory, (QStringList{"/in/one/", "/in/three/", "/elsewhere/"}));
     QCOMPARE(window.Histories().stampHistory, (QStringList{"/stamp/one.png", "/stamp/three.png"}));
+}
+
+void TestMainWindow::batchSelectionSetsTheFlagsOrNothing()
+{
+    MainWindow window;
+    window.StartingUpInitialization();
+    auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
+    auto* batchButton = window.findChild<QPushButton*>(QStringLiteral("pushButtonBatch"));
+    const QImage unlit = QIcon(QStringLiteral(":/global/lamp00_a.png")).pixmap(20).toImage();
+    const QImage lit = QIcon(QStringLiteral(":/global/lamp01_a.png")).pixmap(20).toImage();
+    QVERIFY(!lit.isNull() && lit != unlit);
+    auto lampOf = [&](int i) { return tabs->tabIcon(i).pixmap(20).toImage(); };
+
+    // Single mode: only the current tab is lit, whichever it is.
+    tabs->setCurrentIndex(1);
+    QCOMPARE(lampOf(1), lit);
+    QCOMPARE(lampOf(0), unlit);
+    QCOMPARE(batchButton->icon().pixmap(20).toImage(), unlit);
+
+    QList<QPair<QString, bool>> pages = window.BatchPages();
+    QCOMPARE(pages.size(), 3);
+    QCOMPARE(pages.at(2).first, QStringLiteral("page3"));
+    pages[0].second = true;
+    pages[2].second = true;
+    QVERIFY(window.ApplyBatchSelection(pages));
+    QVERIFY(window.IsBatchMode());
+    // Batch mode: the checked tabs are lit, the current one is not, and switching tabs does not
+    // move the lamps.
+    QCOMPARE(lampOf(0), lit);
+    QCOMPARE(lampOf(1), unlit);
+    tabs->setCurrentIndex(2);
+    QCOMPARE(lampOf(1), unlit);
+    QCOMPARE(lampOf(2), lit);
+    QCOMPARE(batchButton->icon().pixmap(20).toImage(), lit);
+
+    // A list that does not match the tabs changes nothing.
+    QTest::ignoreMessage(QtCriticalMsg, "data size wrong");
+    QVERIFY(!window.ApplyBatchSelection({{QStringLiteral("page1"), false}}));
+    QCOMPARE(window.BatchPages(), pages);
+
+    // Unchecking everything returns to single mode.
+    for (auto& page : pages)
+        page.second = false;
+    QVERIFY(window.ApplyBatchSelection(pages));
+    QVERIFY(!window.IsBatchMode());
+    QCOMPARE(lampOf(2), lit);
+    QCOMPARE(lampOf(0), unlit);
 }
 
 void TestMainWindow::closingWritesEveryFileInTabOrder()
