@@ -9,6 +9,7 @@
 #include "load.h"
 #include "marks.h"
 #include "metadata.h"
+#include "paths.h"
 #include "quality.h"
 #include "resize.h"
 #include "sizelimit.h"
@@ -23,31 +24,6 @@
 
 namespace dravik {
 namespace {
-
-bool endsWithNoCase(const std::string &text, const std::string &suffix)
-{
-    if (text.size() < suffix.size())
-        return false;
-    return std::equal(suffix.rbegin(), suffix.rend(), text.rbegin(),
-                      [](char a, char b) { return std::tolower((unsigned char)a) == std::tolower((unsigned char)b); });
-}
-
-std::string outputPathFor(const Options &o, Format f)
-{
-    if (!o.outExt)
-        return o.out;
-    if (endsWithNoCase(o.out, formatExtension(f)) || (f == Format::Jpeg && endsWithNoCase(o.out, ".jpeg")))
-        return o.out;
-    return o.out + formatExtension(f);
-}
-
-// Same device and inode: catches symlinks, hard links and "a/../a" spellings alike.
-void refuseSameFile(const std::string &in, const std::string &out)
-{
-    struct stat a {}, b {};
-    if (::stat(in.c_str(), &a) == 0 && ::stat(out.c_str(), &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino)
-        fail(Exit::BadOption, "-in and -out name the same file");
-}
 
 bool holdsAlpha(Format f) { return f != Format::Jpeg; }
 

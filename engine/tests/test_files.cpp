@@ -1,0 +1,189 @@
+// Byte-level work on files: the mark, lossless JPEG rewriting, the size-limit search,
+// output naming.
+#include "encode.h"
+#include "exitcodes.h"
+#include "jpeglossless.h"
+#include "marks.h"
+#include "paths.h"
+#include "sizelimit.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <unistd.h>
+
+using namespace dravik;
+
+namespace {
+
+// A photo-like test image: smooth gradient plus noise, so encoders have real work.
+vips::VImage testImage(int w = 256, int h = 192)
+{
+    vips::VImage ramp = vips::VImage::xyz(w, h);
+    vips::VImage x = ramp.extract_band(0) * (255.0 / w);
+    vips::VImage y = ramp.extract_band(1) * (255.0 / h);
+    vips::VImage noise = vips::VImage::gaussnoise(w, h, vips::VImage::option()->set("sigma", 12.0));
+    return x.bandjoin(y).bandjoin((x + y) / 2 + noise - 128).cast(VIPS_FORMAT_UCHAR).copy(
+        vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+}
+
+
+vips::VImage decode(const Bytes &b) { return vips::VImage::new_from_buffer(b.data(), b.size(), "").copy_memory(); }
+
+double maxDifference(const vips::VImage &a, const vips::VImage &b) { return (a - b).abs().max(); }
+
+} // namespace
+
+TEST(Mark, JpegAndPngRoundTrip)
+{
+    for (Format f : {Format::Jpeg, Format::Png}) {
+        const Bytes plain = f == Format::Jpeg ? encodeJpeg(testImage(), {}) : encodePng(testImage(), {});
+        ASSERT_FALSE(hasMark(plain, f));
+        const Bytes marked = withMark(plain, f);
+        EXPECT_TRUE(hasMark(marked, f)) << formatName(f);
+        EXPECT_EQ(marked.size(), plain.size() + markSize(f));
+        EXPECT_LT(markSize(f), 100u); // "a few tens of bytes"
+        // Marking twice does not stack marks.
+        EXPECT_EQ(withMark(marked, f), marked);
+        // The file is still a valid image with the same pixels (a bad CRC or a broken
+        // segment would fail the strict decoders).
+        const vips::VImage a = decode(plain), b = decode(marked);
+        EXPECT_EQ(maxDifference(a, b), 0.0) << formatName(f);
+        // Formats are told apart: a JPEG mark is not a PNG mark.
+        EXPECT_FALSE(hasMark(marked, f == Format::Jpeg ? Format::Png : Format::Jpeg));
+    }
+}
+
+TEST(Mark, ComesAfterTheLeadingAppSegmentsAndNeedsTheRightSegment)
+{
+    vips::VImage image = testImage().copy();
+    const char exif[] = "Exif\0\0II*\0\x08\0\0\0\0\0\0\0\0\0";
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_EXIF_NAME, exif, sizeof exif - 1);
+    const Bytes marked = withMark(encodeJpeg(image, {}), Format::Jpeg);
+    // Walk: SOI, then APPn segments; the mark is APP15 and no APPn follows it.
+    std::size_t at = 2;
+    bool seenMark = false;
+    while (marked[at] == 0xFF && marked[at + 1] >= 0xE0 && marked[at + 1] <= 0xEF) {
+        if (marked[at + 1] == 0xEF)
+            seenMark = true;
+        else
+            EXPECT_FALSE(seenMark) << "an APP segment after the mark";
+        at += 2 + (std::size_t(marked[at + 2]) << 8 | marked[at + 3]);
+    }
+    EXPECT_TRUE(seenMark);
+
+    // The keyword in a comment segment is not a mark.
+    Bytes fake = encodeJpeg(testImage(), {});
+    const char text[] = "DravikMark";
+    Bytes com = {0xFF, 0xFE, 0, std::uint8_t(2 + sizeof text)};
+    com.insert(com.end(), text, text + sizeof text);
+    fake.insert(fake.begin() + 2, com.begin(), com.end());
+    EXPECT_FALSE(hasMark(fake, Format::Jpeg));
+    // Garbage and truncated files are simply unmarked.
+    EXPECT_FALSE(hasMark(Bytes{0xFF, 0xD8, 0xFF}, Format::Jpeg));
+    EXPECT_FALSE(hasMark(Bytes(5, 0x89), Format::Png));
+}
+
+TEST(LosslessJpeg, SamePixelsSmallerFileMetadataByPolicy)
+{
+    vips::VImage image = testImage(640, 480).copy();
+    const char exif[] = "Exif\0\0II*\0\x08\0\0\0\0\0\0\0\0\0";
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_EXIF_NAME, exif, sizeof exif - 1);
+    // Baseline without optimised Huffman tables: room to gain losslessly.
+    VipsBlob *blob = image.jpegsave_buffer(vips::VImage::option()->set("Q", 90)->set("profile", "srgb"));
+    size_t length = 0;
+    const auto *p = static_cast<const unsigned char *>(vips_blob_get(blob, &length));
+    const Bytes input(p, p + length);
+    vips_area_unref(VIPS_AREA(blob));
+
+    for (bool progressive : {true, false}) {
+        const std::optional<Bytes> out = optimiseJpegLosslessly(input, {progressive, true, true});
+        ASSERT_TRUE(out.has_value());
+        EXPECT_LT(out->size(), input.size());
+        const vips::VImage decoded = vips::VImage::new_from_buffer(out->data(), out->size(), "");
+        EXPECT_EQ(maxDifference(decode(input), decoded), 0.0);
+        EXPECT_EQ(decoded.get_int("jpeg-multiscan"), progressive ? 1 : 0);
+        EXPECT_NE(decoded.get_typeof(VIPS_META_EXIF_NAME), 0u);
+        EXPECT_NE(decoded.get_typeof(VIPS_META_ICC_NAME), 0u);
+    }
+    const std::optional<Bytes> stripped = optimiseJpegLosslessly(input, {true, false, true});
+    ASSERT_TRUE(stripped.has_value());
+    const vips::VImage s = vips::VImage::new_from_buffer(stripped->data(), stripped->size(), "");
+    EXPECT_EQ(s.get_typeof(VIPS_META_EXIF_NAME), 0u);
+    EXPECT_NE(s.get_typeof(VIPS_META_ICC_NAME), 0u);
+    const std::optional<Bytes> bare = optimiseJpegLosslessly(input, {true, false, false});
+    ASSERT_TRUE(bare.has_value());
+    EXPECT_EQ(vips::VImage::new_from_buffer(bare->data(), bare->size(), "").get_typeof(VIPS_META_ICC_NAME), 0u);
+
+    // A truncated file is refused, never "optimised" into a different picture.
+    const Bytes truncated(input.begin(), input.begin() + std::ptrdiff_t(input.size() / 2));
+    EXPECT_FALSE(optimiseJpegLosslessly(truncated, {}).has_value());
+    EXPECT_FALSE(optimiseJpegLosslessly(Bytes{1, 2, 3}, {}).has_value());
+}
+
+TEST(SizeLimit, FitsHighestOrLowersOnlyAsNeeded)
+{
+    const vips::VImage image = testImage(512, 384).copy_memory();
+    JpegSettings normal;
+    normal.quality = 80;
+    const std::size_t atNormal = encodeJpeg(image, normal).size();
+
+    // Roomy limit: the normal choice is kept without hq, the top quality with hq.
+    const Bytes keep = encodeJpegWithinLimit(image, normal, atNormal * 4, false, 0);
+    EXPECT_EQ(keep.size(), atNormal);
+    const Bytes best = encodeJpegWithinLimit(image, normal, atNormal * 4, true, 0);
+    EXPECT_GT(best.size(), atNormal);
+    EXPECT_LE(best.size(), atNormal * 4);
+
+    // Tight limit: both fit, with room reserved for what comes later.
+    const std::size_t limit = atNormal / 2;
+    for (bool hq : {false, true}) {
+        const Bytes fitted = encodeJpegWithinLimit(image, normal, limit, hq, 40);
+        EXPECT_LE(fitted.size() + 40, limit);
+        EXPECT_GT(fitted.size(), limit / 4); // not simply the lowest quality
+    }
+
+    try {
+        encodeJpegWithinLimit(image, normal, 500, false, 0);
+        ADD_FAILURE() << "a 500-byte limit cannot be met";
+    } catch (const Failure &f) {
+        EXPECT_EQ(f.code(), Exit::SizeLimit);
+    }
+}
+
+TEST(Paths, OutputExtensionAndSameFile)
+{
+    Options o;
+    o.out = "/x/photo";
+    EXPECT_EQ(outputPathFor(o, Format::Png), "/x/photo");
+    o.outExt = true;
+    EXPECT_EQ(outputPathFor(o, Format::Png), "/x/photo.png");
+    EXPECT_EQ(outputPathFor(o, Format::Avif), "/x/photo.avif");
+    o.out = "/x/photo.JPEG";
+    EXPECT_EQ(outputPathFor(o, Format::Jpeg), "/x/photo.JPEG");
+    EXPECT_EQ(outputPathFor(o, Format::Webp), "/x/photo.JPEG.webp");
+    o.out = "/x/photo.Jpg";
+    EXPECT_EQ(outputPathFor(o, Format::Jpeg), "/x/photo.Jpg");
+
+    char dir[] = "/tmp/dravik-unit-XXXXXX";
+    ASSERT_NE(::mkdtemp(dir), nullptr);
+    const std::string a = std::string(dir) + "/a.jpg", link = std::string(dir) + "/l.jpg";
+    std::ofstream(a) << "x";
+    ASSERT_EQ(::symlink(a.c_str(), link.c_str()), 0);
+    const auto code = [](const std::string &in, const std::string &out) {
+        try {
+            refuseSameFile(in, out);
+        } catch (const Failure &f) {
+            return f.code();
+        }
+        return Exit::Ok;
+    };
+    EXPECT_EQ(code(a, a), Exit::BadOption);
+    EXPECT_EQ(code(a, link), Exit::BadOption);
+    EXPECT_EQ(code(a, std::string(dir) + "/./a.jpg"), Exit::BadOption);
+    EXPECT_EQ(code(a, std::string(dir) + "/b.jpg"), Exit::Ok);
+    ::unlink(link.c_str());
+    ::unlink(a.c_str());
+    ::rmdir(dir);
+}
