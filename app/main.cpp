@@ -17,8 +17,9 @@
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
+    // Set before the application object exists, so that the first widgets already use it.
     QApplication::setFont(ApplicationFont());
+    QApplication app(argc, argv);
 
     const QStringList arguments = QApplication::arguments();
     const QString serverName = ServerNameFor(QByteArray(argc > 0 ? argv[0] : ""));

@@ -7,6 +7,9 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -89,25 +92,36 @@ void TestEngineLocator::parsesOnlyTheExactPrefix()
 
 void TestEngineLocator::findsTheEngineBesideTheProgram()
 {
-    const QString folder = QCoreApplication::applicationDirPath();
-    const QString expected = QDir::toNativeSeparators(folder + QStringLiteral("/dravik.bin"));
-    QCOMPARE(EnginePathInFolder(folder), expected);
+    const QString here = QCoreApplication::applicationDirPath();
+    QCOMPARE(EnginePathInFolder(here), QDir::toNativeSeparators(here + QStringLiteral("/dravik.bin")));
     // Mixed separators come out native.
     QCOMPARE(EnginePathInFolder(QStringLiteral("a\\b/c")),
              QDir::toNativeSeparators(QStringLiteral("a/b/c/dravik.bin")));
 
-    // Test programs run from their own folder, where no engine lies: refused, path still filled.
-    QString path;
-    QVERIFY(!QFile::exists(expected));
-    QVERIFY(!FindEngine(nullptr, path));
-    QCOMPARE(path, expected);
+    // FindEngine looks beside the running program, so a copy of this program runs it in a
+    // private folder: nothing there, then a folder of that name, then a file.
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    const QString copy = folder.filePath(QFileInfo(QCoreApplication::applicationFilePath()).fileName());
+    QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), copy));
+    const QString expected = QDir::toNativeSeparators(folder.filePath(QStringLiteral("dravik.bin")));
+    auto findFromCopy = [&] {
+        QProcess process;
+        process.start(copy, {QStringLiteral("-find-engine")});
+        if (!process.waitForFinished(10000))
+            return QString();
+        return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    };
 
+    QCOMPARE(findFromCopy(), QStringLiteral("missing ") + expected);
     // A folder of that name counts as present (starting it fails later with its own message).
-    QVERIFY(QDir(folder).mkdir(QStringLiteral("dravik.bin")));
-    const bool found = FindEngine(nullptr, path);
-    QDir(folder).rmdir(QStringLiteral("dravik.bin"));
-    QVERIFY(found);
-    QCOMPARE(path, expected);
+    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("dravik.bin")));
+    QCOMPARE(findFromCopy(), QStringLiteral("found ") + expected);
+    QVERIFY(QDir(folder.path()).rmdir(QStringLiteral("dravik.bin")));
+    QFile engine(expected);
+    QVERIFY(engine.open(QIODevice::WriteOnly));
+    engine.close();
+    QCOMPARE(findFromCopy(), QStringLiteral("found ") + expected);
 }
 
 void TestEngineLocator::queriesARealProcess_data()
@@ -195,6 +209,13 @@ int main(int argc, char** argv)
 {
     if (argc == 2 && std::strcmp(argv[1], "-version") == 0)
         return RunAsStandInEngine(qgetenv(kModeVariable));
+    if (argc == 2 && std::strcmp(argv[1], "-find-engine") == 0) {
+        QCoreApplication app(argc, argv);
+        QString path;
+        const bool found = FindEngine(nullptr, path);
+        std::fputs(qPrintable((found ? QStringLiteral("found ") : QStringLiteral("missing ")) + path + QLatin1Char('\n')), stdout);
+        return 0;
+    }
     // Without a widget application the warning boxes go to the log, so nothing waits for a click.
     QCoreApplication app(argc, argv);
     TestEngineLocator test;
