@@ -3,6 +3,7 @@
 #include <QDialog>
 #include <QPoint>
 #include <QString>
+#include <QUrl>
 
 namespace Ui {
 class AboutDialog;

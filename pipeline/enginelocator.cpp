@@ -128,13 +128,19 @@ QString EngineVersionQuery::Run(int timeoutMs)
         loop.exec(QEventLoop::ExcludeUserInputEvents);
     limit.stop();
 
+    // The handlers above refer to this call's locals; nothing may reach them once it returns.
+    process->disconnect();
+    if (process->state() != QProcess::NotRunning) {
+        process->kill();
+        process->waitForFinished(1000);
+    }
+
     exitCode = process->exitCode();
     qDebug() << "SetupDKVersion";
     qDebug() << exitCode;
 
     QString version;
-    if (!failed && !timedOut && !cancelled && process->state() == QProcess::NotRunning
-        && process->exitStatus() == QProcess::NormalExit && exitCode == 0)
+    if (!failed && !timedOut && !cancelled && process->exitStatus() == QProcess::NormalExit && exitCode == 0)
         version = ParseEngineVersion(process->readAllStandardOutput());
     running = false;
     return version;
