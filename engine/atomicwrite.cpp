@@ -17,6 +17,8 @@ namespace {
 // may only call async-signal-safe functions (unlink, _exit).
 char g_pendingTemp[4096];
 volatile sig_atomic_t g_hasPending = 0;
+char *g_sharedPending = nullptr;
+std::size_t g_sharedPendingSize = 0;
 
 extern "C" void removePendingAndDie(int sig)
 {
@@ -58,12 +60,16 @@ public:
             std::memcpy(g_pendingTemp, path_.c_str(), path_.size() + 1);
             g_hasPending = 1;
         }
+        if (g_sharedPending && path_.size() < g_sharedPendingSize)
+            std::memcpy(g_sharedPending, path_.c_str(), path_.size() + 1);
     }
     ~PendingFile()
     {
         if (!committed_)
             ::unlink(path_.c_str());
         g_hasPending = 0;
+        if (g_sharedPending)
+            g_sharedPending[0] = '\0';
     }
     void committed() { committed_ = true; }
 
@@ -73,6 +79,12 @@ private:
 };
 
 } // namespace
+
+void sharePendingPath(char *buffer, std::size_t size)
+{
+    g_sharedPending = buffer;
+    g_sharedPendingSize = size;
+}
 
 void installCleanupHandlers()
 {
@@ -88,7 +100,7 @@ void writeAtomically(const std::string &path, const Bytes &bytes, const std::opt
     const std::string folder = folderOf(path);
     struct stat folderStat {};
     if (::stat(folder.c_str(), &folderStat) != 0 || !S_ISDIR(folderStat.st_mode))
-        fail(Exit::CannotWriteFile, "the output folder \"" + folder + "\" does not exist");
+        fail(Exit::OutputFolder, "the output folder \"" + folder + "\" does not exist");
 
     // Hidden and unmistakably ours, so a crash leftover is easy to recognise.
     std::string temp = folder + "/.dravik-XXXXXX.part";
@@ -106,7 +118,7 @@ void writeAtomically(const std::string &path, const Bytes &bytes, const std::opt
     ::sigprocmask(SIG_SETMASK, &previous, nullptr);
     if (fd < 0) {
         if (createErr == EACCES || createErr == EPERM || createErr == ENOSPC || createErr == EDQUOT ||
-            createErr == EROFS)
+            createErr == EROFS || createErr == ENOENT || createErr == ENOTDIR)
             fail(Exit::OutputFolder, "cannot create a file in \"" + folder + "\": " + std::strerror(createErr));
         fail(Exit::CannotWriteFile, "cannot create a file in \"" + folder + "\": " + std::strerror(createErr));
     }

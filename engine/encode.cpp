@@ -26,7 +26,7 @@ Bytes run(const char *format, Save &&save)
     try {
         return takeBlob(save());
     } catch (const vips::VError &e) {
-        fail(Exit::CannotEncode, std::string("cannot encode as ") + format + ": " + e.what());
+        failFromVips(Exit::CannotEncode, std::string("cannot encode as ") + format + ": ", e.what());
     }
 }
 

@@ -21,7 +21,23 @@ void report(const std::string &reason)
     std::fprintf(stderr, "dravik.bin: %s\n", line.c_str());
 }
 
+bool looksLikeResourceExhaustion(const std::string &message)
+{
+    for (const char *sign : {"out of memory", "unable to allocate", "Error creating thread", "Cannot allocate memory",
+                             "Resource temporarily unavailable", "memory exhausted", "Out of memory"})
+        if (message.find(sign) != std::string::npos)
+            return true;
+    return false;
+}
+
 } // namespace
+
+void failFromVips(Exit blame, const std::string &context, const std::string &vipsMessage)
+{
+    if (looksLikeResourceExhaustion(vipsMessage))
+        fail(Exit::OutOfMemory, "out of memory: " + vipsMessage);
+    fail(blame, context + vipsMessage);
+}
 
 int runGuarded(int (*body)(int, char **), int argc, char **argv)
 {
@@ -35,7 +51,7 @@ int runGuarded(int (*body)(int, char **), int argc, char **argv)
         return int(Exit::OutOfMemory);
     } catch (const vips::VError &e) {
         const std::string what = e.what();
-        if (what.find("out of memory") != std::string::npos || what.find("unable to allocate") != std::string::npos) {
+        if (looksLikeResourceExhaustion(what)) {
             report("out of memory: " + what);
             return int(Exit::OutOfMemory);
         }

@@ -40,6 +40,11 @@ private:
 
 [[noreturn]] inline void fail(Exit code, const std::string &reason) { throw Failure(code, reason); }
 
+// A libvips error is usually the file's fault (`blame`), but running out of memory or
+// threads shows up through the same channel and must stop the run instead (85): it
+// would hit every following file too.
+[[noreturn]] void failFromVips(Exit blame, const std::string &context, const std::string &vipsMessage);
+
 // Runs the body and maps whatever escapes it (Failure, vips::VError, bad_alloc, anything
 // else) to an exit code, printing a one-line reason on standard error.
 int runGuarded(int (*body)(int, char **), int argc, char **argv);

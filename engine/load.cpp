@@ -93,7 +93,7 @@ Source readSource(const std::string &path)
             opt->set("n", -1);
         header = vips::VImage::new_from_buffer(s.bytes.data(), s.bytes.size(), "", opt);
     } catch (const vips::VError &e) {
-        fail(Exit::Damaged, std::string("the input is damaged: ") + e.what());
+        failFromVips(Exit::Damaged, "the input is damaged: ", e.what());
     }
     s.width = header.width();
     s.pageHeight = vips_image_get_page_height(header.get_image());
@@ -146,7 +146,7 @@ vips::VImage loadPixels(const Source &s, const LoadRequest &request)
     try {
         return vips::VImage::new_from_buffer(s.bytes.data(), s.bytes.size(), "", opt);
     } catch (const vips::VError &e) {
-        fail(Exit::Damaged, std::string("the input is damaged: ") + e.what());
+        failFromVips(Exit::Damaged, "the input is damaged: ", e.what());
     }
 }
 

@@ -4,6 +4,7 @@
 #include "exitcodes.h"
 #include "options.h"
 #include "pipeline.h"
+#include "supervise.h"
 
 #include <vips/vips8>
 
@@ -20,6 +21,9 @@ int engineMain(int argc, char **argv)
         std::printf("Dravik  Version %s\n", DRAVIK_ENGINE_VERSION);
         return 0;
     }
+    // libvips' warnings would add lines to the one-line reason the caller reads.
+    if (!std::getenv("VIPS_WARNING"))
+        g_log_set_handler("VIPS", G_LOG_LEVEL_WARNING, [](const gchar *, GLogLevelFlags, const gchar *, gpointer) {}, nullptr);
     if (VIPS_INIT(argv[0]))
         dravik::fail(dravik::Exit::Internal, "libvips failed to start");
     // Each engine handles one file; the operation cache would only hold memory.
@@ -33,4 +37,4 @@ int engineMain(int argc, char **argv)
 
 } // namespace
 
-int main(int argc, char **argv) { return dravik::runGuarded(engineMain, argc, argv); }
+int main(int argc, char **argv) { return dravik::runSupervised(engineMain, argc, argv); }

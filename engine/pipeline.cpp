@@ -34,7 +34,7 @@ vips::VImage materialise(const vips::VImage &image)
     try {
         return image.copy_memory();
     } catch (const vips::VError &e) {
-        fail(Exit::Damaged, std::string("the input is damaged: ") + e.what());
+        failFromVips(Exit::Damaged, "the input is damaged: ", e.what());
     }
 }
 
@@ -44,7 +44,7 @@ void checkDecodes(const Source &src, LoadRequest request)
     try {
         loadPixels(src, request).avg();
     } catch (const vips::VError &e) {
-        fail(Exit::Damaged, std::string("the input is damaged: ") + e.what());
+        failFromVips(Exit::Damaged, "the input is damaged: ", e.what());
     }
 }
 

@@ -35,7 +35,7 @@ vips::VImage loadStamp(const Options &o)
         // Decoded here, so a damaged stamp is reported as the stamp's fault, not the input's.
         return stamp.cast(VIPS_FORMAT_UCHAR).copy_memory();
     } catch (const vips::VError &e) {
-        fail(Exit::Stamp, "the stamp \"" + o.stamp + "\" cannot be decoded: " + e.what());
+        failFromVips(Exit::Stamp, "the stamp \"" + o.stamp + "\" cannot be decoded: ", e.what());
     }
 }
 
