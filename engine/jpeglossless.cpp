@@ -2,10 +2,12 @@
 
 #include <csetjmp>
 #include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 #include <jpeglib.h>
+#include <turbojpeg.h>
 
 namespace dravik {
 namespace {
@@ -34,7 +36,96 @@ bool isIcc(const jpeg_saved_marker_ptr m)
     return m->marker == JPEG_APP0 + 2 && m->data_length >= 12 && std::memcmp(m->data, "ICC_PROFILE", 12) == 0;
 }
 
+// Sets the EXIF orientation tag of IFD0 to 1 in place (same size, nothing else moves).
+void resetExifOrientation(Bytes &jpeg)
+{
+    std::size_t at = 2;
+    while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != 0xDA) {
+        const std::size_t length = 2 + ((std::size_t(jpeg[at + 2]) << 8) | jpeg[at + 3]);
+        if (at + length > jpeg.size())
+            return;
+        if (jpeg[at + 1] == 0xE1 && length > 18 && std::memcmp(&jpeg[at + 4], "Exif\0\0", 6) == 0) {
+            unsigned char *tiff = &jpeg[at + 10];
+            const std::size_t tiffSize = length - 10;
+            const bool little = tiff[0] == 'I';
+            const auto u16 = [&](std::size_t o) { return little ? tiff[o] | tiff[o + 1] << 8 : tiff[o] << 8 | tiff[o + 1]; };
+            const auto u32 = [&](std::size_t o) {
+                return little ? std::uint32_t(tiff[o] | tiff[o + 1] << 8 | tiff[o + 2] << 16) | std::uint32_t(tiff[o + 3]) << 24
+                              : std::uint32_t(tiff[o] << 16 | tiff[o + 1] << 8 | tiff[o + 2]) << 8 | tiff[o + 3];
+            };
+            const std::size_t ifd = u32(4);
+            if (ifd + 2 > tiffSize)
+                return;
+            const std::size_t count = std::size_t(u16(ifd));
+            for (std::size_t i = 0; i < count && ifd + 2 + 12 * (i + 1) <= tiffSize; ++i) {
+                const std::size_t entry = ifd + 2 + 12 * i;
+                if (u16(entry) == 0x0112 && u16(entry + 2) == 3) { // Orientation, SHORT
+                    tiff[entry + 8] = little ? 1 : 0;
+                    tiff[entry + 9] = little ? 0 : 1;
+                    return;
+                }
+            }
+            return;
+        }
+        at += length;
+    }
+}
+
+// APP2 ICC_PROFILE segments of a JPEG, as raw bytes, in order.
+Bytes iccSegments(const Bytes &jpeg)
+{
+    Bytes out;
+    std::size_t at = 2;
+    while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != 0xDA) {
+        const std::size_t length = 2 + ((std::size_t(jpeg[at + 2]) << 8) | jpeg[at + 3]);
+        if (at + length > jpeg.size())
+            break;
+        if (jpeg[at + 1] == 0xE2 && length >= 16 && std::memcmp(&jpeg[at + 4], "ICC_PROFILE", 12) == 0)
+            out.insert(out.end(), jpeg.begin() + std::ptrdiff_t(at), jpeg.begin() + std::ptrdiff_t(at + length));
+        at += length;
+    }
+    return out;
+}
+
 } // namespace
+
+std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, const LosslessJpegOptions &o)
+{
+    static const int operations[9] = {TJXOP_NONE, TJXOP_NONE, TJXOP_HFLIP, TJXOP_ROT180, TJXOP_VFLIP,
+                                      TJXOP_TRANSPOSE, TJXOP_ROT90, TJXOP_TRANSVERSE, TJXOP_ROT270};
+    if (orientation < 2 || orientation > 8)
+        return std::nullopt;
+    tjhandle handle = tjInitTransform();
+    if (!handle)
+        return std::nullopt;
+    tjtransform transform {};
+    transform.op = operations[orientation];
+    // PERFECT refuses instead of dropping or garbling partial edge blocks.
+    transform.options = TJXOPT_PERFECT | (o.progressive ? TJXOPT_PROGRESSIVE : 0) | (o.keepMetadata ? 0 : TJXOPT_COPYNONE);
+    unsigned char *out = nullptr;
+    unsigned long outSize = 0;
+    const int rc = tjTransform(handle, input.data(), static_cast<unsigned long>(input.size()), 1, &out, &outSize,
+                               &transform, 0);
+    std::optional<Bytes> result;
+    if (rc == 0 && out && outSize > 4) {
+        Bytes bytes(out, out + outSize);
+        if (o.keepMetadata) {
+            resetExifOrientation(bytes);
+        } else if (o.keepIcc) {
+            const Bytes icc = iccSegments(input);
+            bytes.insert(bytes.begin() + 2, icc.begin(), icc.end());
+        }
+        result = std::move(bytes);
+    }
+    tjFree(out);
+    tjDestroy(handle);
+    // The transform keeps the source's Huffman tables in baseline mode; the
+    // coefficient rewrite below makes them optimal either way.
+    if (result && !o.progressive)
+        if (std::optional<Bytes> optimised = optimiseJpegLosslessly(*result, o))
+            result = std::move(optimised);
+    return result;
+}
 
 std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJpegOptions &o)
 {

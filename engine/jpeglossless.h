@@ -17,4 +17,9 @@ struct LosslessJpegOptions {
 // nullopt when libjpeg cannot read the coefficients (then the caller keeps other bytes).
 std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJpegOptions &o);
 
+// Applies an EXIF orientation (2..8) in the DCT domain and resets the EXIF tag to 1.
+// nullopt when the rotation would not be exact (partial MCU blocks at an edge that
+// moves) or the input cannot be read: then only a re-encode can apply it.
+std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, const LosslessJpegOptions &o);
+
 } // namespace dravik

@@ -233,8 +233,10 @@ int processImage(const Options &o)
     const double estimatedData = double(src.bytes.size()) * (double(plan.boxWidth) * plan.boxHeight) / inputPixels;
     const IccAction icc = src.isCmyk ? IccAction::Convert : decideIcc(o.icc, iccFormat, src.iccProfile, estimatedData);
 
-    const bool changesPixels = plan.changesPixels() || o.hasStamp() || icc == IccAction::Convert ||
-                               src.orientation != 1;
+    // Pixel changes the user asked for. Uprighting an EXIF orientation is not one of
+    // them: a JPEG can be rotated without loss, the others keep their own bytes below.
+    const bool asksPixelChange = plan.changesPixels() || o.hasStamp() || icc == IccAction::Convert || src.isCmyk;
+    const bool changesPixels = asksPixelChange || src.orientation != 1;
 
     // A file we lightened before is copied as it is, unless this job changes pixels.
     if (o.markSkipIn && target == src.format && !plan.changesPixels() && !o.hasStamp() &&
@@ -336,20 +338,27 @@ int processImage(const Options &o)
     // Same format and nothing pixel-changing asked: never hand back a larger file.
     const bool marked = o.markWrite && (best->format == Format::Jpeg || best->format == Format::Png);
     const std::size_t markBytes = marked ? markSize(best->format) : 0;
-    if (best->format == src.format && !changesPixels && best->bytes.size() + markBytes >= src.bytes.size()) {
-        std::optional<Bytes> lossless;
-        if (src.format == Format::Jpeg) {
-            lossless = optimiseJpegLosslessly(
-                src.bytes, {!o.baseline, o.keepMetadata, icc == IccAction::Keep});
+    const std::size_t limit = o.sizeLimitKiB ? std::size_t(*o.sizeLimitKiB) * 1024 : SIZE_MAX;
+    bool bytesFromInput = false; // the result is the input's own bytes or coefficients
+    if (best->format == src.format && !asksPixelChange && best->bytes.size() + markBytes >= src.bytes.size()) {
+        const LosslessJpegOptions lossless{!o.baseline, o.keepMetadata, icc == IccAction::Keep};
+        if (src.orientation == 1) {
+            std::optional<Bytes> optimised;
+            if (src.format == Format::Jpeg)
+                optimised = optimiseJpegLosslessly(src.bytes, lossless);
+            if (optimised && optimised->size() + markBytes < src.bytes.size() && optimised->size() + markBytes <= limit)
+                best->bytes = std::move(*optimised), bytesFromInput = true;
+            else if (src.bytes.size() <= limit)
+                best->bytes = src.bytes, bytesFromInput = true;
+        } else if (src.format == Format::Jpeg) {
+            // Upright it in the DCT domain when that is smaller than the re-encode.
+            std::optional<Bytes> rotated = rotateJpegLosslessly(src.bytes, src.orientation, lossless);
+            if (rotated && rotated->size() < best->bytes.size() && rotated->size() + markBytes <= limit)
+                best->bytes = std::move(*rotated), bytesFromInput = true;
         }
-        const std::size_t limit = o.sizeLimitKiB ? std::size_t(*o.sizeLimitKiB) * 1024 : SIZE_MAX;
-        if (lossless && lossless->size() + markBytes < src.bytes.size() && lossless->size() + markBytes <= limit)
-            best->bytes = std::move(*lossless);
-        else if (src.bytes.size() <= limit)
-            best->bytes = src.bytes;
     }
-    if (marked && (best->bytes.size() + markBytes < src.bytes.size() || changesPixels ||
-                   best->format != src.format))
+    // The mark goes in unless it alone would make an unchanged file larger than its input.
+    if (marked && (!bytesFromInput || best->bytes.size() + markBytes < src.bytes.size() || changesPixels))
         best->bytes = withMark(best->bytes, best->format);
 
     write(o, best->format, best->bytes);

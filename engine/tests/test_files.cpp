@@ -187,3 +187,36 @@ TEST(Paths, OutputExtensionAndSameFile)
     ::unlink(a.c_str());
     ::rmdir(dir);
 }
+
+TEST(LosslessJpeg, UprightsTheOrientationOrRefuses)
+{
+    vips::VImage image = testImage(320, 160).copy();
+    image.set(VIPS_META_ORIENTATION, 6); // displayed turned 90 degrees clockwise
+    VipsBlob *blob = image.jpegsave_buffer(vips::VImage::option()->set("Q", 90));
+    size_t length = 0;
+    const auto *p = static_cast<const unsigned char *>(vips_blob_get(blob, &length));
+    const Bytes input(p, p + length);
+    vips_area_unref(VIPS_AREA(blob));
+
+    for (bool progressive : {true, false}) {
+        const std::optional<Bytes> out = rotateJpegLosslessly(input, 6, {progressive, true, true});
+        ASSERT_TRUE(out.has_value());
+        const vips::VImage rotated = vips::VImage::new_from_buffer(out->data(), out->size(), "");
+        EXPECT_EQ(rotated.width(), 160);
+        EXPECT_EQ(rotated.height(), 320);
+        EXPECT_EQ(rotated.get_int(VIPS_META_ORIENTATION), 1);
+        EXPECT_EQ(rotated.get_int("jpeg-multiscan"), progressive ? 1 : 0);
+        // Same picture as rotating the decoded pixels (DCT-domain rotation differs only
+        // by rounding in chroma upsampling).
+        const vips::VImage reference = decode(input).rot(VIPS_ANGLE_D90);
+        EXPECT_LT((reference - rotated).abs().avg(), 1.0);
+    }
+    // 4:2:0 blocks are 16 pixels: a 100-pixel edge cannot move without loss.
+    vips::VImage odd = testImage(100, 50).copy();
+    VipsBlob *oddBlob = odd.jpegsave_buffer(vips::VImage::option()->set("Q", 80)->set("subsample_mode", VIPS_FOREIGN_SUBSAMPLE_ON));
+    const auto *q = static_cast<const unsigned char *>(vips_blob_get(oddBlob, &length));
+    const Bytes oddInput(q, q + length);
+    vips_area_unref(VIPS_AREA(oddBlob));
+    EXPECT_FALSE(rotateJpegLosslessly(oddInput, 6, {}).has_value());
+    EXPECT_FALSE(rotateJpegLosslessly(oddInput, 1, {}).has_value());
+}
