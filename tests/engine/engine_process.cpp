@@ -120,7 +120,8 @@ RunResult runProgram(const std::string &program, const std::vector<std::string> 
     setpgid(pid, pid);
 
     int status = 0;
-    const auto deadline = start + std::chrono::seconds(options.timeoutSeconds);
+    const auto deadline =
+        start + std::chrono::milliseconds(static_cast<long long>(options.timeoutSeconds * 1000));
     for (;;) {
         pid_t w = waitpid(pid, &status, WNOHANG);
         if (w == pid)

@@ -18,7 +18,7 @@ namespace dk {
 const std::set<int> &knownExitCodes();
 
 struct RunOptions {
-    int timeoutSeconds = 90;
+    double timeoutSeconds = 90;
     rlim_t addressSpaceLimit = 0; // RLIMIT_AS for the child; 0 leaves it alone
     rlim_t fileSizeLimit = 0;     // RLIMIT_FSIZE for the child (SIGXFSZ ignored, so writes fail)
 };

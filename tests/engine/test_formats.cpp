@@ -243,6 +243,17 @@ TEST_F(Formats, AnimationKept) {
             }
             unlink(out.c_str());
         }
+        // Resizing an animation resizes every frame and keeps them all.
+        {
+            const std::string out = path("small.gif");
+            RunResult r = run({"-in", corpusFile(src), "-out", out, "-outformat", "gif", "-width", "30"});
+            ASSERT_EXIT_CODE(r, 0);
+            ImageInfo in = inspect(corpusFile(src)), got = inspect(out);
+            EXPECT_EQ(got.pages, in.pages);
+            EXPECT_EQ(got.width, 30);
+            EXPECT_NEAR(got.height, in.height * 30.0 / in.width, 1);
+            unlink(out.c_str());
+        }
         // Other outputs take the first frame only, at the frame's size.
         const std::string out = path("first.png");
         RunResult r = run({"-in", corpusFile(src), "-out", out, "-outformat", "png"});

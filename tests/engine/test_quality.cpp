@@ -95,6 +95,27 @@ TEST_F(Quality, LevelsStayWithinTheirBound) {
     }
 }
 
+// The safety may only tighten the budget: with it on, a file is never lighter than without.
+TEST_F(Quality, SafetyNeverLoosens) {
+    VImage xy = VImage::xyz(900, 600);
+    VImage sky = VImage::bandjoin(std::vector<VImage>{xy[1] * 0.05 + 120, xy[1] * 0.08 + 150, xy[0] * 0.02 + 200})
+                     .cast(VIPS_FORMAT_UCHAR)
+                     .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+    save(sky, path("sky.png"));
+    const std::string texture = photoCrop("texture.png", "life_by_Aitzol_Berasategi.jpg", 900, 600);
+    for (const std::string in : {path("sky.png"), texture}) {
+        for (std::string level : {"3", "6"}) {
+            SCOPED_TRACE(in + " level " + level);
+            RunResult r = run({"-in", in, "-out", path("on.jpg"), "-outformat", "jpg", "-reducemode", level});
+            ASSERT_EXIT_CODE(r, 0);
+            r = run({"-in", in, "-out", path("off.jpg"), "-outformat", "jpg", "-reducemode", level,
+                     "-jpegqualitysafety", "off"});
+            ASSERT_EXIT_CODE(r, 0);
+            EXPECT_GE(fileSize(path("on.jpg")), fileSize(path("off.jpg")));
+        }
+    }
+}
+
 TEST_F(Quality, FixedQualityOverridesLevel) {
     const std::string in = photoCrop("photo.png", "BytheWater_2560x1600.jpg", 800, 600);
     RunResult r = run({"-in", in, "-out", path("q80a.jpg"), "-outformat", "jpg", "-quality", "80", "-reducemode", "1"});
