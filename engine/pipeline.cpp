@@ -48,6 +48,24 @@ void checkDecodes(const Source &src, LoadRequest request)
     }
 }
 
+// CMYK through its embedded profile, or through a generic press profile when the
+// embedded one is missing or unusable: CMYK values without a profile mean nothing on screen.
+vips::VImage cmykToSrgb(const vips::VImage &image)
+{
+    vips::VImage out;
+    try {
+        out = image.icc_transform("srgb", vips::VImage::option()->set("embedded", true)->set("input_profile", "cmyk"));
+    } catch (const vips::VError &) {
+        try {
+            out = image.icc_transform("srgb", vips::VImage::option()->set("input_profile", "cmyk"));
+        } catch (const vips::VError &e) {
+            failFromVips(Exit::Damaged, "the CMYK input cannot be converted: ", e.what());
+        }
+    }
+    removeProfile(out);
+    return out;
+}
+
 bool hasRealTransparency(const vips::VImage &image)
 {
     if (!image.has_alpha())
@@ -181,15 +199,10 @@ void write(const Options &o, Format f, const Bytes &bytes)
 
 int processImage(const Options &o)
 {
-    const std::optional<Format> fixed = [&]() -> std::optional<Format> {
-        // Known before reading only when the format does not depend on the input.
-        if (o.outFormat == OutFormat::Same || o.outFormat == OutFormat::Auto)
-            return std::nullopt;
-        return fixedOutputFormat(o, Format::Jpeg);
-    }();
+    // Refused before the input is even read: an option problem outranks a file problem.
     refuseSameFile(o.in, o.out);
-    if (fixed)
-        refuseSameFile(o.in, outputPathFor(o, *fixed));
+    if (o.outFormat != OutFormat::Same && o.outFormat != OutFormat::Auto)
+        refuseSameFile(o.in, outputPathFor(o, *fixedOutputFormat(o, Format::Jpeg)));
 
     const Source src = readSource(o.in);
     const std::optional<Format> target = fixedOutputFormat(o, src.format);
@@ -239,8 +252,7 @@ int processImage(const Options &o)
     const bool changesPixels = asksPixelChange || src.orientation != 1;
 
     // A file we lightened before is copied as it is, unless this job changes pixels.
-    if (o.markSkipIn && target == src.format && !plan.changesPixels() && !o.hasStamp() &&
-        icc != IccAction::Convert && !o.sizeLimitKiB && hasMark(src.bytes, src.format)) {
+    if (o.markSkipIn && target == src.format && !asksPixelChange && !o.sizeLimitKiB && hasMark(src.bytes, src.format)) {
         write(o, src.format, src.bytes);
         return 0;
     }
@@ -268,8 +280,7 @@ int processImage(const Options &o)
     // Colour: CMYK always ends as sRGB; other profiles as the ICC policy says.
     const bool pngLossless = candidates.size() == 1 && candidates.front() == Format::Png && pngIsLossless(o);
     if (src.isCmyk) {
-        image = image.icc_transform("srgb", vips::VImage::option()->set("embedded", true)->set("input_profile", "cmyk"));
-        removeProfile(image);
+        image = cmykToSrgb(image);
     } else if (icc == IccAction::Convert) {
         try {
             image = convertToSrgb(image, pngLossless);
