@@ -8,11 +8,15 @@ namespace {
 
 // Index 0 is level 1. Each row falls with the level so that a higher level never gives
 // a larger file for the same image.
-// Chosen so that smooth skies stay within each level's butteraugli bound at 4:4:4 (90
-// and up); the per-image search will lower them where an image allows.
-constexpr std::array<int, 8> kJpegQuality = {97, 95, 93, 92, 90, 87, 82, 74};
-constexpr std::array<int, 8> kWebpQuality = {97, 95, 93, 91, 89, 85, 79, 70};
-constexpr std::array<int, 8> kAvifQuality = {88, 84, 80, 77, 74, 68, 60, 52};
+// Measured on photo crops (sky, foliage, skin, flat graphics): the lowest quality whose
+// worst butteraugli max-norm stays within each level's bound, always with 4:4:4 chroma.
+// The per-image search will go lower where an image allows.
+constexpr std::array<int, 8> kJpegQuality = {98, 97, 95, 93, 92, 87, 82, 72};
+// Lossy WebP (always 4:2:0) stays near 1.4 on a sky crop even at 100, above the bounds
+// of levels 1 to 3: those levels take its highest setting, lossless.
+constexpr std::array<int, 8> kWebpQuality = {100, 100, 100, 98, 97, 92, 85, 76};
+constexpr int kWebpLosslessLevels = 3;
+constexpr std::array<int, 8> kAvifQuality = {100, 98, 96, 94, 92, 85, 76, 66};
 constexpr std::array<int, 8> kPaletteQuality = {100, 100, 100, 98, 95, 90, 80, 70};
 constexpr std::array<double, 8> kPaletteTolerance = {0, 0, 1.2, 1.5, 1.8, 2.4, 3.2, 4.2};
 constexpr std::array<double, 8> kGifFrameError = {0, 0, 1, 2, 3, 5, 8, 12};
@@ -23,7 +27,7 @@ int level(const Options &o) { return o.reduceMode - 1; }
 
 // Extra quality for smooth images under -jpegqualitysafety: banding in a sky shows at
 // settings that are invisible on foliage.
-constexpr int kSafetyBoost = 3;
+constexpr int kSafetyBoost = 2;
 
 int guarded(const Options &o, bool smooth, int quality, int ceiling)
 {
@@ -36,18 +40,24 @@ JpegSettings jpegSettingsFor(const Options &o, bool smooth)
 {
     JpegSettings s;
     s.progressive = !o.baseline;
-    s = withJpegQuality(s, guarded(o, smooth, o.quality ? *o.quality : kJpegQuality[level(o)], 98));
-    if (o.qualitySafety && smooth)
-        s.fullChroma = true; // chroma blocks on smooth colour gradients are the first visible artefact
+    if (o.quality) {
+        s.quality = *o.quality;
+        // A plain quality number follows the usual convention: half-resolution chroma
+        // below 90, where luma artefacts dominate anyway.
+        s.fullChroma = s.quality >= 90;
+        return s;
+    }
+    // Halved chroma smears saturated edges and sky gradients by more than any level's
+    // budget allows (max-norm 3 and more at every quality on a blue sky), so the levels
+    // always keep full chroma.
+    s.fullChroma = true;
+    s.quality = guarded(o, smooth, kJpegQuality[level(o)], 98);
     return s;
 }
 
 JpegSettings withJpegQuality(JpegSettings s, int quality)
 {
     s.quality = quality;
-    // At high quality the eye starts to see chroma smearing on edges before luma
-    // artefacts, and 4:4:4 costs little there relative to the total.
-    s.fullChroma = quality >= 90;
     return s;
 }
 
@@ -86,8 +96,14 @@ GifSettings gifSettingsFor(const Options &o)
 WebpSettings webpSettingsFor(const Options &o, bool smooth)
 {
     WebpSettings s;
-    s.quality = guarded(o, smooth, o.quality ? *o.quality : kWebpQuality[level(o)], 98);
-    s.smartSubsample = s.quality >= 85;
+    if (o.quality) {
+        s.quality = *o.quality;
+        s.smartSubsample = s.quality >= 85;
+        return s;
+    }
+    s.lossless = o.reduceMode <= kWebpLosslessLevels;
+    s.quality = guarded(o, smooth, kWebpQuality[level(o)], 100);
+    s.smartSubsample = true; // sharper chroma edges for the same bytes
     return s;
 }
 
@@ -95,7 +111,8 @@ AvifSettings avifSettingsFor(const Options &o, int outputPixels)
 {
     AvifSettings s;
     s.quality = o.quality ? *o.quality : kAvifQuality[level(o)];
-    s.fullChroma = s.quality >= 85;
+    // As for JPEG: halved chroma alone breaks the budgets on saturated edges and skies.
+    s.fullChroma = !o.quality || s.quality >= 85;
     // Small images can afford a slower, better search; large ones must stay in seconds.
     s.effort = outputPixels <= 2'000'000 ? 3 : outputPixels <= 8'000'000 ? 2 : 1;
     return s;

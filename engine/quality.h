@@ -13,7 +13,7 @@ namespace dravik {
 // `smooth`: the image has large smooth or low-contrast areas (see analyse.h); with
 // -jpegqualitysafety on, those get a stricter budget.
 JpegSettings jpegSettingsFor(const Options &o, bool smooth);
-// The same settings at another quality, with the quality-dependent choices redone.
+// The same settings at another quality (a size-limit search walks this).
 JpegSettings withJpegQuality(JpegSettings s, int quality);
 PngSettings pngSettingsFor(const Options &o, int outputPixels);
 GifSettings gifSettingsFor(const Options &o);
