@@ -14,7 +14,7 @@
 
 namespace dk {
 
-// Every code the engine may end with; anything else is a contract breach.
+// Every code the engine may end with; anything else is a fault.
 const std::set<int> &knownExitCodes();
 
 struct RunOptions {

@@ -322,4 +322,30 @@ TEST_F(Formats, LosslessPngFromLossyInputs) {
     }
 }
 
+// Names are names: brackets (libvips reads "[...]" after a file name as save options),
+// spaces, non-ASCII letters, a leading dash, several dots.
+TEST_F(Formats, UnusualFileNames) {
+    const std::vector<std::pair<std::string, std::string>> names{
+        {"photo [1].jpg", "out [Q=5].jpg"},
+        {"snímek 空.jpg", "výstup 出力.jpg"},
+        {"-dash.jpg", "-out.jpg"},
+        {"a.b.c.jpg", "x.y.z"},
+        {"in[palette].png", "out[palette].png"},
+    };
+    for (const auto &[inName, outName] : names) {
+        SCOPED_TRACE(inName + " -> " + outName);
+        const std::string in = path(inName);
+        save(photoLike(120, 80), path("tmp.jpg"), "[Q=90]");
+        ASSERT_EQ(rename(path("tmp.jpg").c_str(), in.c_str()), 0);
+        const std::string inBytes = readBytes(in);
+        RunResult r = run({"-in", in, "-out", path(outName), "-width", "60"});
+        ASSERT_EXIT_CODE(r, 0);
+        EXPECT_EQ(inspect(path(outName)).width, 60);
+        EXPECT_TRUE(sameBytes(readBytes(in), inBytes));
+        expectFolderHolds({inName, outName});
+        unlink(in.c_str());
+        unlink(path(outName).c_str());
+    }
+}
+
 } // namespace

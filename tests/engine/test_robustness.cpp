@@ -45,7 +45,7 @@ const Source kSources[] = {
 
 class DamageFeeder : public EngineTest {
 protected:
-    // One damaged file through one job; everything the contract promises is checked.
+    // One damaged file through one job; everything promised for any input is checked.
     void feed(const std::string &label, const std::string &bytes, const std::string &ext,
               const std::vector<std::string> &extra) {
         SCOPED_TRACE(label);
