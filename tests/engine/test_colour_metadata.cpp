@@ -72,6 +72,20 @@ TEST_F(ColourAndMetadata, ProfileKeptConvertedRemoved) {
     EXPECT_LT(meanDifference(loadFirstPage(path("convert.avif")), converted), 4);
 }
 
+// A profile many times the size of the picture's own data is not worth carrying: by
+// default the pixels are converted and the profile goes.
+TEST_F(ColourAndMetadata, AutoConvertsWhenTheProfileDwarfsThePicture) {
+    const std::string adobeIcc = inspect(corpusFile("DarkestHour_adobergb.jpg")).icc; // 18 KB
+    ASSERT_GT(adobeIcc.size(), 10000u);
+    VImage tiny = solid(24, 16, {40, 200, 60});
+    save(withProfile(tiny, adobeIcc), path("tiny.jpg"), "[Q=90]");
+    RunResult r = run({"-in", path("tiny.jpg"), "-out", path("out.jpg")});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(inspect(path("out.jpg")).icc.empty());
+    EXPECT_LT(meanDifference(loadFirstPage(path("out.jpg")), toSrgbNumbers(path("tiny.jpg"))), 4);
+    EXPECT_LT(fileSize(path("out.jpg")), 4000);
+}
+
 TEST_F(ColourAndMetadata, SrgbProfileDroppedByDefaultAndCorpusAdobeRgbConverted) {
     RunResult r = run({"-in", corpusFile("Kite_2560x1600.jpg"), "-out", path("kite.jpg"), "-width", "640"});
     ASSERT_EXIT_CODE(r, 0);

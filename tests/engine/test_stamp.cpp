@@ -153,6 +153,23 @@ TEST_F(Stamp, EveryStampFormat) {
     }
 }
 
+// A coloured stamp on a grey picture stays coloured: the picture gains colour channels.
+TEST_F(Stamp, ColouredStampOnGreyPicture) {
+    save(solid(BW, BH, kGrey).colourspace(VIPS_INTERPRETATION_B_W), path("grey.jpg"), "[Q=95]");
+    save(solid(BW, BH, kGrey).colourspace(VIPS_INTERPRETATION_B_W), path("grey.png"));
+    for (std::string in : {"grey.jpg", "grey.png"}) {
+        SCOPED_TRACE(in);
+        ASSERT_EQ(inspect(path(in)).bands, 1);
+        const std::string out = path("stamped-" + in);
+        RunResult r = run({"-in", path(in), "-out", out, "-stamp", stamp});
+        ASSERT_EXIT_CODE(r, 0);
+        Colour c = pixelAt(out, BW / 2, BH / 2);
+        EXPECT_TRUE(near(c, kRed, 40)) << colourText(c);
+        Colour g = pixelAt(out, 10, 10);
+        EXPECT_TRUE(near(g, {kGrey[0], kGrey[0], kGrey[0]}, 8)) << colourText(g);
+    }
+}
+
 TEST_F(Stamp, OnJpegOutput) {
     save(photoLike(BW, BH), path("photo.jpg"), "[Q=92]");
     RunResult r = run({"-in", path("photo.jpg"), "-out", path("out.jpg"), "-stamp", stamp, "-stamppos", "bottomright"});
