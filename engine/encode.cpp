@@ -57,36 +57,6 @@ int maxDimension(Format f)
     return 0;
 }
 
-// Removes APP1 "Exif" segments before the image data.
-Bytes withoutExifSegment(Bytes jpeg)
-{
-    std::size_t at = 2;
-    while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != 0xDA) {
-        const std::size_t length = 2 + ((std::size_t(jpeg[at + 2]) << 8) | jpeg[at + 3]);
-        if (at + length > jpeg.size())
-            break;
-        if (jpeg[at + 1] == 0xE1 && length >= 10 && std::memcmp(&jpeg[at + 4], "Exif\0", 5) == 0) {
-            jpeg.erase(jpeg.begin() + std::ptrdiff_t(at), jpeg.begin() + std::ptrdiff_t(at + length));
-            continue;
-        }
-        at += length;
-    }
-    return jpeg;
-}
-
-Bytes encodeJpeg(const vips::VImage &image, const JpegSettings &s)
-{
-    Bytes out = run("JPEG", [&] {
-        return image.jpegsave_buffer(baseOptions(image)
-                                         ->set("Q", s.quality)
-                                         ->set("optimize_coding", true)
-                                         ->set("interlace", s.progressive)
-                                         ->set("subsample_mode", s.fullChroma ? VIPS_FOREIGN_SUBSAMPLE_OFF
-                                                                              : VIPS_FOREIGN_SUBSAMPLE_ON));
-    });
-    return s.writeExif ? out : withoutExifSegment(std::move(out));
-}
-
 Bytes encodePng(const vips::VImage &image, const PngSettings &s)
 {
     const auto save = [&](VipsForeignPngFilter filter) {

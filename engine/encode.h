@@ -11,8 +11,6 @@
 namespace dravik {
 
 struct JpegSettings {
-    // libvips writes a minimal EXIF block even for an image without one; off drops it.
-    bool writeExif = true;
     int quality = 80;
     bool progressive = true;
     // Chroma at full resolution. Fine colour detail (text, graphics, saturated edges)
@@ -56,6 +54,8 @@ struct AvifSettings {
 };
 
 // Encoding failures are the image's fault (too wide for the format and the like): 93.
+// JPEG is written with libjpeg directly (encode_jpeg.cpp): our own progressive scan
+// script and, later, our own quantisation tables; metadata as the image's fields say.
 Bytes encodeJpeg(const vips::VImage &image, const JpegSettings &s);
 Bytes encodePng(const vips::VImage &image, const PngSettings &s);
 Bytes encodeGif(const vips::VImage &image, const GifSettings &s);

@@ -1,5 +1,7 @@
 #include "jpeglossless.h"
 
+#include "jpegdest.h"
+
 #include <csetjmp>
 #include <cstdio>
 #include <cstdint>
@@ -132,8 +134,7 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     jpeg_decompress_struct src {};
     jpeg_compress_struct dst {};
     ErrorManager srcErr {}, dstErr {};
-    unsigned char *outBuffer = nullptr;
-    unsigned long outSize = 0;
+    VectorDestination destination;
 
     src.err = jpeg_std_error(&srcErr.pub);
     srcErr.pub.error_exit = onJpegError;
@@ -143,11 +144,10 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     jpeg_create_decompress(&src);
     jpeg_create_compress(&dst);
 
-    // Both error paths land here; volatile keeps the buffer pointer valid after longjmp.
+    // Both error paths land here.
     if (setjmp(srcErr.jump) || setjmp(dstErr.jump)) {
         jpeg_destroy_compress(&dst);
         jpeg_destroy_decompress(&src);
-        std::free(outBuffer);
         return std::nullopt;
     }
 
@@ -165,7 +165,7 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     dst.optimize_coding = TRUE;
     if (o.progressive)
         jpeg_simple_progression(&dst);
-    jpeg_mem_dest(&dst, &outBuffer, &outSize);
+    destination.attach(&dst);
     jpeg_write_coefficients(&dst, coefficients);
 
     for (jpeg_saved_marker_ptr m = src.marker_list; m; m = m->next) {
@@ -179,11 +179,9 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
 
     jpeg_finish_compress(&dst);
     jpeg_finish_decompress(&src);
-    Bytes out(outBuffer, outBuffer + outSize);
     jpeg_destroy_compress(&dst);
     jpeg_destroy_decompress(&src);
-    std::free(outBuffer);
-    return out;
+    return std::move(destination.bytes);
 }
 
 } // namespace dravik

@@ -35,7 +35,8 @@ void removeExifTagFields(vips::VImage &image)
     removeFieldsWhere(image, [](const std::string &name) { return name.rfind("exif-ifd", 0) == 0; });
 }
 
-// Rewrites the EXIF block without IFD1 (the thumbnail's directory) and its JPEG.
+// Rewrites the EXIF block without IFD1 (the thumbnail's directory) and its JPEG, with
+// the orientation reset and the pixel size of the output.
 void dropExifThumbnail(vips::VImage &image)
 {
     if (image.get_typeof(VIPS_META_EXIF_NAME) == 0)
@@ -55,10 +56,24 @@ void dropExifThumbnail(vips::VImage &image)
     ExifContent *ifd1 = ed->ifd[EXIF_IFD_1];
     while (ifd1 && ifd1->count > 0)
         exif_content_remove_entry(ifd1, ifd1->entries[0]);
+    const ExifByteOrder order = exif_data_get_byte_order(ed);
     // The pixels are always upright by now.
     if (ExifEntry *orientation = exif_content_get_entry(ed->ifd[EXIF_IFD_0], EXIF_TAG_ORIENTATION);
         orientation && orientation->format == EXIF_FORMAT_SHORT && orientation->components == 1)
-        exif_set_short(orientation->data, exif_data_get_byte_order(ed), 1);
+        exif_set_short(orientation->data, order, 1);
+    // The recorded pixel size must follow a resize.
+    const auto setSize = [&](ExifTag tag, int value) {
+        ExifEntry *e = exif_content_get_entry(ed->ifd[EXIF_IFD_EXIF], tag);
+        if (!e || e->components != 1)
+            return;
+        if (e->format == EXIF_FORMAT_SHORT && value <= 65535)
+            exif_set_short(e->data, order, ExifShort(value));
+        else if (e->format == EXIF_FORMAT_LONG)
+            exif_set_long(e->data, order, ExifLong(value));
+    };
+    setSize(EXIF_TAG_PIXEL_X_DIMENSION, image.width());
+    const int pageHeight = vips_image_get_page_height(image.get_image());
+    setSize(EXIF_TAG_PIXEL_Y_DIMENSION, pageHeight > 0 ? pageHeight : image.height());
     unsigned char *out = nullptr;
     unsigned int outLength = 0;
     exif_data_save_data(ed, &out, &outLength);

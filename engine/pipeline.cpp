@@ -66,6 +66,15 @@ vips::VImage cmykToSrgb(const vips::VImage &image)
     return out;
 }
 
+bool comesFromDecoder(const std::string &message)
+{
+    for (const char *sign : {"load", "vipspng", "libpng read error", "VipsJpeg", "Premature end", "Corrupt JPEG",
+                             "unable to parse", "Unexpected end"})
+        if (message.find(sign) != std::string::npos)
+            return true;
+    return false;
+}
+
 bool hasRealTransparency(const vips::VImage &image)
 {
     if (!image.has_alpha())
@@ -145,8 +154,7 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, bool smoot
 {
     switch (f) {
     case Format::Jpeg: {
-        JpegSettings settings = jpegSettingsFor(o, smooth);
-        settings.writeExif = image.get_typeof(VIPS_META_EXIF_NAME) != 0;
+        const JpegSettings settings = jpegSettingsFor(o, smooth);
         if (o.sizeLimitKiB)
             return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
                                          o.markWrite ? markSize(Format::Jpeg) : 0);
@@ -337,9 +345,13 @@ int processImage(const Options &o)
             bytes = encodeAs(f, pixels, o, smooth);
         } catch (const Failure &failure) {
             // While streaming, a damaged input shows up as an encoder error: decode the
-            // input alone to tell the two apart.
-            if (failure.code() == Exit::CannotEncode && !inMemory)
+            // input alone to tell the two apart, and trust the decoders' own words where
+            // a damaged tail only fails on the way the encoder reads.
+            if (failure.code() == Exit::CannotEncode && !inMemory) {
                 checkDecodes(src, request);
+                if (comesFromDecoder(failure.what()))
+                    fail(Exit::Damaged, std::string("the input is damaged: ") + failure.what());
+            }
             throw;
         }
         if (!best || bytes.size() < best->bytes.size())
