@@ -8,6 +8,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -113,6 +114,12 @@ RunResult runProgram(const std::string &program, const std::vector<std::string> 
             signal(SIGXFSZ, SIG_IGN);
             struct rlimit rl{options.fileSizeLimit, options.fileSizeLimit};
             setrlimit(RLIMIT_FSIZE, &rl);
+        }
+        if (options.runAsUser >= 0) {
+            // Permission bits only bind an ordinary user.
+            setgroups(0, nullptr);
+            if (setgid(gid_t(options.runAsUser)) != 0 || setuid(uid_t(options.runAsUser)) != 0)
+                _exit(126);
         }
         execve(program.c_str(), argv.data(), environ);
         _exit(127);

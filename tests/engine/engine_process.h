@@ -21,6 +21,7 @@ struct RunOptions {
     double timeoutSeconds = 90;
     rlim_t addressSpaceLimit = 0; // RLIMIT_AS for the child; 0 leaves it alone
     rlim_t fileSizeLimit = 0;     // RLIMIT_FSIZE for the child (SIGXFSZ ignored, so writes fail)
+    long runAsUser = -1;          // uid (and gid) for the child when the tests run as root
 };
 
 struct RunResult {
