@@ -132,6 +132,9 @@ Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
     lossless.keep16Bit = false;
     if (!settings.palette)
         return encodePng(image, settings);
+    // A fixed quality asks for the palette version as such.
+    if (o.quality)
+        return encodePng(image, settings);
     const double tolerance = paletteToleranceFor(o);
     // Quantising a large image takes seconds and photos fail the tolerance by far: a
     // quarter-megapixel trial gives the verdict first (downscaling only makes

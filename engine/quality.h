@@ -25,6 +25,7 @@ bool pngIsLossless(const Options &o);
 
 // Largest colour difference (CIE dE76, after a slight blur that stands for viewing
 // distance) a palette PNG may show at this level before we keep the lossless one.
+// Not used with -quality, which takes the palette version as it comes.
 double paletteToleranceFor(const Options &o);
 
 } // namespace dravik
