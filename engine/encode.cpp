@@ -31,10 +31,10 @@ Bytes run(const char *format, Save &&save)
 }
 
 // Metadata choices have been made on the image's fields already (see the pipeline), so
-// savers never strip: stripping here would also drop an ICC profile we decided to keep.
+// savers only strip when nothing is left to carry: stripping drops the ICC profile too,
+// and not stripping makes libvips invent an EXIF block for an image that has none.
 vips::VOption *baseOptions(const vips::VImage &image)
 {
-    // With nothing to carry, strip: savers would otherwise invent an EXIF block.
     const bool nothingToKeep = image.get_typeof(VIPS_META_ICC_NAME) == 0 && image.get_typeof(VIPS_META_EXIF_NAME) == 0 &&
                                image.get_typeof(VIPS_META_XMP_NAME) == 0 && image.get_typeof(VIPS_META_IPTC_NAME) == 0;
     vips::VOption *opt = vips::VImage::option()->set("strip", nothingToKeep);
