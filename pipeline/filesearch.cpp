@@ -30,15 +30,25 @@ const QStringList &AcceptedExtensions()
     return extensions;
 }
 
+namespace {
+
+bool HasAcceptedExtension(QStringView name)
+{
+    const qsizetype dot = name.lastIndexOf(u'.');
+    if (dot < 0)
+        return false;
+    const QString suffix = name.mid(dot + 1).toString().toLower();
+    qCDebug(lcPipeline) << "IsUseExtension " << suffix;
+    return !suffix.isEmpty() && AcceptedExtensions().contains(suffix);
+}
+
+} // namespace
+
 bool IsUseExtension(const QString &path)
 {
     const QFileInfo info(path);
-    const QString suffix = info.suffix().toLower();
-    qCDebug(lcPipeline) << "IsUseExtension " << suffix;
     // The suffix test comes first: it is free, while the file test costs a system call.
-    if (suffix.isEmpty() || !AcceptedExtensions().contains(suffix))
-        return false;
-    return info.isFile();
+    return HasAcceptedExtension(info.fileName()) && info.isFile();
 }
 
 void AddFolderFiles(SearchMonitor *monitor, const QStringList &names, QStringList *files,
@@ -47,7 +57,9 @@ void AddFolderFiles(SearchMonitor *monitor, const QStringList &names, QStringLis
 {
     const PathSyntax syntax = PathSyntax::Native();
     const int count = int(names.size());
-#pragma omp parallel for schedule(dynamic, 1)
+    // A team costs more than it saves on a short list: its threads spin between folders and
+    // take the core from the thread that lists the next one.
+#pragma omp parallel for schedule(dynamic, 32) if (count >= kParallelNamesMin)
     for (int i = 0; i < count; ++i) {
         monitor->WaitWhileQuestionShowing();
         const QString &name = names.at(i);
@@ -63,7 +75,9 @@ void AddFolderFiles(SearchMonitor *monitor, const QStringList &names, QStringLis
             continue;
         }
         const QString relative = JoinRelative(relativePath, name);
-        if (IsUseExtension(inputDir + relative)) {
+        // The names come from a listing of regular files, so the extension is all that is
+        // left to test; asking the file system again would double the cost of the search.
+        if (HasAcceptedExtension(name)) {
             QMutexLocker lock(folderMutex);
             files->append(relative);
         }

@@ -22,6 +22,8 @@ inline QString ConflictError() { return QStringLiteral("Conflict error"); }
 
 // A folder this many levels below the input folder is refused.
 inline constexpr int kMaxFolderDepth = 120;
+// Folders with fewer names than this are examined on the search's own thread.
+inline constexpr int kParallelNamesMin = 256;
 
 // The file suffixes taken as images, lower case.
 const QStringList &AcceptedExtensions();

@@ -271,6 +271,33 @@ private slots:
         QCOMPARE(s.files.size(), 51);
     }
 
+    void largeFolderIsExaminedByTheTeam()
+    {
+        QTemporaryDir dir;
+        QSet<QString> expected;
+        const int count = kParallelNamesMin * 3;
+        for (int i = 0; i < count; ++i) {
+            const QString name = QStringLiteral("n%1.%2").arg(i).arg(i % 3 == 0 ? "txt" : "JPG");
+            Touch(dir.filePath(name));
+            if (i % 3 != 0)
+                expected << name;
+        }
+        Touch(dir.filePath("nul.png"));
+        TestSearchMonitor monitor;
+        Search s = Run(monitor, FolderOf(dir), false, "png");
+        QCOMPARE(s.files.size(), expected.size());   // no entry lost or doubled by the threads
+        QCOMPARE(AsSet(s.files), expected);
+        QCOMPARE(monitor.refusals.size(), 1);
+        QCOMPARE(s.status, QString());
+
+        // A cancel confirmed while the team works: the search ends interrupted, and what it
+        // listed before is still sound.
+        monitor.onRefusal = [&] { monitor.flags.SetCancel(true); };
+        s = Run(monitor, FolderOf(dir), false, "png");
+        QCOMPARE(s.status, SearchStatus::Interrupted());
+        QVERIFY(AsSet(s.files).subtract(expected).isEmpty());
+    }
+
     void cancelMidwayKeepsTheFilesFoundSoFar()
     {
         QTemporaryDir dir;
