@@ -33,13 +33,20 @@ bool hasAvifBrand(const Bytes &b)
 Bytes readFileBytes(const std::string &path, const char *what, int failCode)
 {
     const Exit code = Exit(failCode);
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking open: a FIFO without a writer must not hang the engine. Regular files
+    // ignore the flag.
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         fail(code, std::string("cannot open ") + what + " \"" + path + "\": " + std::strerror(errno));
     struct stat st {};
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         ::close(fd);
         fail(code, std::string(what) + " \"" + path + "\" is not a regular file");
+    }
+    if (std::uint64_t(st.st_size) > kFileSizeLimit) {
+        ::close(fd);
+        fail(Exit::TooLarge, std::string(what) + " \"" + path + "\" is larger than " +
+                                 std::to_string(kFileSizeLimit >> 20) + " MiB");
     }
     Bytes bytes;
     bytes.reserve(std::size_t(st.st_size));

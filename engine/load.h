@@ -14,6 +14,9 @@ namespace dravik {
 // Decompression bombs are refused from the header, before any pixel is decoded.
 inline constexpr std::uint64_t kPixelLimit = 16383ull * 16383ull; // about 268 megapixels
 
+// Files are read whole; no image within the pixel limit needs more than this.
+inline constexpr std::uint64_t kFileSizeLimit = 1ull << 30;
+
 using Bytes = std::vector<unsigned char>;
 
 struct Source {

@@ -352,8 +352,12 @@ int processImage(const Options &o)
             // a damaged tail only fails on the way the encoder reads.
             if (failure.code() == Exit::CannotEncode && !inMemory) {
                 checkDecodes(src, request);
-                if (comesFromDecoder(failure.what()))
-                    fail(Exit::Damaged, std::string("the input is damaged: ") + failure.what());
+                if (comesFromDecoder(failure.what())) {
+                    // Drop our "cannot encode as ...:" prefix: the decoder's words are the reason.
+                    const std::string what = failure.what();
+                    const std::size_t colon = what.find(": ");
+                    fail(Exit::Damaged, "the input is damaged: " + (colon == std::string::npos ? what : what.substr(colon + 2)));
+                }
             }
             throw;
         }
