@@ -86,7 +86,8 @@ Bytes encodeGif(const vips::VImage &image, const GifSettings &s)
                                         ->set("dither", s.dither)
                                         ->set("effort", s.effort)
                                         ->set("interframe_maxerror", s.interframeMaxError)
-                                        ->set("interpalette_maxerror", s.interpaletteMaxError));
+                                        ->set("interpalette_maxerror", s.interpaletteMaxError)
+                                        ->set("reuse", s.reusePalette));
     });
 }
 

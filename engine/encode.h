@@ -35,6 +35,8 @@ struct GifSettings {
     int effort = 7;
     double interframeMaxError = 0.0;  // reuse pixels of the previous frame within this error
     double interpaletteMaxError = 3.0;
+    // Keep the palette the input GIF already has: no second quantisation of its pixels.
+    bool reusePalette = false;
 };
 
 struct WebpSettings {

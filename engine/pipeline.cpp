@@ -153,7 +153,7 @@ Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
     return full;
 }
 
-Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, bool smooth)
+Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, bool smooth, bool gifPaletteIntact)
 {
     switch (f) {
     case Format::Jpeg: {
@@ -166,7 +166,11 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, bool smoot
     case Format::Png:
         return encodePngForLevel(image, o);
     case Format::Gif:
-        return encodeGif(image, gifSettingsFor(o));
+    {
+        GifSettings settings = gifSettingsFor(o);
+        settings.reusePalette = gifPaletteIntact;
+        return encodeGif(image, settings);
+    }
     case Format::Webp:
         return encodeWebp(image, webpSettingsFor(o, smooth));
     case Format::Avif:
@@ -345,7 +349,7 @@ int processImage(const Options &o)
             pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
         Bytes bytes;
         try {
-            bytes = encodeAs(f, pixels, o, smooth);
+            bytes = encodeAs(f, pixels, o, smooth, src.format == Format::Gif && !asksPixelChange);
         } catch (const Failure &failure) {
             // While streaming, a damaged input shows up as an encoder error: decode the
             // input alone to tell the two apart, and trust the decoders' own words where
