@@ -23,7 +23,7 @@ protected:
         src = path("src.jpg");
         save(photoLike(640, 480), src, "[Q=95]");
     }
-    // A marked JPEG written by the engine itself.
+    // An output the engine itself wrote with its mark (JPEG unless asked otherwise).
     std::string marked(const std::string &name, const std::string &fmt = "jpg") {
         const std::string out = path(name);
         RunResult r = run({"-in", src, "-out", out, "-outformat", fmt, "-optmarkwrite", "on"});
