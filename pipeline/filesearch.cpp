@@ -52,8 +52,7 @@ bool IsUseExtension(const QString &path)
 }
 
 void AddFolderFiles(SearchMonitor *monitor, const QStringList &names, QStringList *files,
-                    const QString &inputDir, const QString &relativePath, QString *status,
-                    QMutex *folderMutex)
+                    const QString &relativePath, QString *status, QMutex *folderMutex)
 {
     const PathSyntax syntax = PathSyntax::Native();
     const int count = int(names.size());
@@ -114,7 +113,7 @@ bool GetAll(SearchMonitor *monitor, QStringList *files, const QString &inputDir,
     const QString folder = inputDir + relativePath;
     const QStringList names =
         QDir(folder).entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
-    AddFolderFiles(monitor, names, files, inputDir, relativePath, status, &folderMutex);
+    AddFolderFiles(monitor, names, files, relativePath, status, &folderMutex);
 
     if (outformat != QLatin1String("same"))
         FindNameConflicts(*files, start, conflicts);

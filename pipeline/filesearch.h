@@ -37,11 +37,11 @@ bool GetAll(SearchMonitor *monitor, QStringList *files, const QString &inputDir,
             const QString &relativePath, int depth, const QString &outformat,
             QStringList *conflicts, QString *status, const QString &outputDir);
 
-// The names of one folder, examined in parallel: name rules, extension, then appended to files
-// under folderMutex (which also guards status).
+// The names of one folder (a listing of its regular files), examined in parallel: name rules,
+// extension, then appended to files as relativePath + name under folderMutex (which also
+// guards status).
 void AddFolderFiles(SearchMonitor *monitor, const QStringList &names, QStringList *files,
-                    const QString &inputDir, const QString &relativePath, QString *status,
-                    QMutex *folderMutex);
+                    const QString &relativePath, QString *status, QMutex *folderMutex);
 
 // True when path names an existing file whose lower-case suffix is an accepted extension.
 bool IsUseExtension(const QString &path);

@@ -93,6 +93,12 @@ QString ProcessErrorLabel(QProcess::ProcessError error)
 // The state one page's processing shares with every iteration of its loop.
 struct PageRun
 {
+    PageRun(ProcessMonitor *m, const ProcessData &d, const DefaultOption &o,
+            const ProcessControl &c, ResultData *r, int timeoutMs)
+        : monitor(m), data(d), option(o), control(c), result(r), engineTimeoutMs(timeoutMs)
+    {
+    }
+
     ProcessMonitor *monitor;
     const ProcessData &data;
     const DefaultOption &option;
@@ -457,7 +463,7 @@ bool PreProcessing(ProcessMonitor *monitor, const ProcessData &data, const Defau
     result->inputBytes = 0;
     result->outputBytes = 0;
 
-    PageRun run{monitor, data, option, control, result, engineTimeoutMs};
+    PageRun run(monitor, data, option, control, result, engineTimeoutMs);
     run.autoFormat = option.outformat == QLatin1String("auto");
     run.log.Open(data.outputDir, control.createLogFile, data.commonOptions,
                  QDateTime::currentDateTime());
