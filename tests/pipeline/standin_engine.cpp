@@ -25,6 +25,10 @@
 #include <thread>
 #include <vector>
 
+#ifndef _WIN32
+#include <sys/resource.h>
+#endif
+
 namespace {
 
 std::string Lower(std::string text)
@@ -76,8 +80,14 @@ int main(int argc, char **argv)
         std::this_thread::sleep_for(std::chrono::milliseconds(std::stol(match[1])));
     if (name.find("hang") != std::string::npos)
         std::this_thread::sleep_for(std::chrono::hours(1));
-    if (name.find("crash") != std::string::npos)
+    if (name.find("crash") != std::string::npos) {
+#ifndef _WIN32
+        // A crash on purpose should leave no core file behind in the build tree.
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_CORE, &none);
+#endif
         std::abort();
+    }
     if (std::regex_search(name, match, std::regex("exit([0-9]+)")))
         return std::stoi(match[1]);
 
