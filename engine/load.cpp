@@ -112,6 +112,8 @@ Source readSource(const std::string &path)
     s.hasAlpha = header.has_alpha();
     s.isCmyk = header.interpretation() == VIPS_INTERPRETATION_CMYK;
     s.is16Bit = header.format() == VIPS_FORMAT_USHORT;
+    s.progressiveJpeg = s.format == Format::Jpeg && header.get_typeof("jpeg-multiscan") != 0 &&
+                        header.get_int("jpeg-multiscan") != 0;
     if (header.get_typeof(VIPS_META_ICC_NAME) != 0) {
         size_t length = 0;
         const void *data = header.get_blob(VIPS_META_ICC_NAME, &length);

@@ -31,6 +31,7 @@ struct Source {
     bool hasAlpha = false;
     bool isCmyk = false;
     bool is16Bit = false;
+    bool progressiveJpeg = false; // its Huffman tables are optimal already
     std::string iccProfile; // the embedded profile, empty when there is none
 
     bool swapsAxes() const { return orientation >= 5 && orientation <= 8; }

@@ -377,9 +377,12 @@ int processImage(const Options &o)
     if (best->format == src.format && !asksPixelChange) {
         // The input's own coefficients, Huffman-optimised (and uprighted when EXIF asks),
         // are the same picture: when they are also smaller than the re-encode they win on
-        // both counts. Such a rewrite saves at most some 15 %, so it is only tried when the
-        // re-encode is not far below the input.
-        if (src.format == Format::Jpeg && best->bytes.size() * 10 >= src.bytes.size() * 8) {
+        // both counts. The rewrite costs a full transcode and saves at most some 15 % on a
+        // baseline input and next to nothing on a progressive one (its tables are optimal
+        // already), so it is only tried where it can win.
+        const double reach = src.progressiveJpeg ? 1.0 : 0.85;
+        const bool canWin = double(best->bytes.size()) >= reach * double(src.bytes.size()) || src.orientation != 1;
+        if (src.format == Format::Jpeg && canWin) {
             const LosslessJpegOptions lossless{!o.baseline, o.keepMetadata, icc == IccAction::Keep};
             std::optional<Bytes> kept = src.orientation == 1 ? optimiseJpegLosslessly(src.bytes, lossless)
                                                              : rotateJpegLosslessly(src.bytes, src.orientation, lossless);
