@@ -123,9 +123,9 @@ Source readSource(const std::string &path)
     if (s.width <= 0 || s.pageHeight <= 0)
         fail(Exit::Damaged, "the input has no pixels");
     const std::uint64_t framePixels = std::uint64_t(s.width) * std::uint64_t(s.pageHeight);
-    if (framePixels > kPixelLimit || framePixels * std::uint64_t(s.pages) > kPixelLimit)
+    if (framePixels > kPixelLimit)
         fail(Exit::TooLarge, "the input has " + std::to_string(s.width) + "x" + std::to_string(s.pageHeight) +
-                                 " pixels in " + std::to_string(s.pages) + " frame(s), more than the limit");
+                                 " pixels, more than the limit");
     return s;
 }
 

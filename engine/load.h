@@ -40,7 +40,7 @@ struct Source {
 };
 
 // Reads the file (90), identifies it (82), reads its header (91) and checks the pixel
-// limit (92), for one frame and for all frames together.
+// limit (92) for one frame; all frames together are checked where they are kept.
 Source readSource(const std::string &path);
 
 struct LoadRequest {

@@ -246,6 +246,11 @@ int processImage(const Options &o)
     const ResizePlan plan = planResize(o, src.displayWidth(), src.displayHeight());
     const bool keepFrames = src.pages > 1 && target && (*target == Format::Gif || *target == Format::Webp);
     const std::uint64_t outFrames = keepFrames ? std::uint64_t(src.pages) : 1;
+    // An animation is decoded whole when it is kept: all its frames count.
+    if (std::uint64_t(src.width) * std::uint64_t(src.pageHeight) * outFrames > kPixelLimit)
+        fail(Exit::TooLarge, "the animation has " + std::to_string(src.pages) + " frames of " +
+                                 std::to_string(src.width) + "x" + std::to_string(src.pageHeight) +
+                                 " pixels, more than the limit together");
     if (std::uint64_t(plan.boxWidth) * std::uint64_t(plan.boxHeight) * outFrames > kPixelLimit)
         fail(Exit::CannotEncode, "the output would have more pixels than the limit");
     for (Format f : candidates)
