@@ -86,7 +86,9 @@ bool pngHasMark(const Bytes &b)
 
 Bytes jpegSegment()
 {
-    Bytes s = {0xFF, 0xEF, 0, 0};
+    Bytes s;
+    s.reserve(4 + sizeof kKeyword + kText.size());
+    s.assign({0xFF, 0xEF, 0, 0});
     s.insert(s.end(), kKeyword, kKeyword + sizeof kKeyword);
     s.insert(s.end(), kText.begin(), kText.end());
     const std::size_t length = s.size() - 2;
@@ -100,13 +102,15 @@ Bytes pngChunk()
     Bytes data(kKeyword, kKeyword + sizeof kKeyword);
     data.insert(data.end(), kText.begin(), kText.end());
     Bytes c;
+    c.reserve(12 + data.size());
     const auto put32 = [&](std::uint32_t v) {
         for (int shift = 24; shift >= 0; shift -= 8)
             c.push_back(static_cast<unsigned char>(v >> shift));
     };
     put32(std::uint32_t(data.size()));
     const std::size_t typeAt = c.size();
-    c.insert(c.end(), {'t', 'E', 'X', 't'});
+    for (char ch : {'t', 'E', 'X', 't'})
+        c.push_back(static_cast<unsigned char>(ch));
     c.insert(c.end(), data.begin(), data.end());
     put32(std::uint32_t(crc32(0, &c[typeAt], uInt(c.size() - typeAt))));
     return c;
