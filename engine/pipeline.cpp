@@ -136,13 +136,13 @@ Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
     if (o.quality)
         return encodePng(image, settings);
     const double tolerance = paletteToleranceFor(o);
-    // Quantising a large image takes seconds and photos fail the tolerance by far: a
-    // quarter-megapixel trial gives the verdict first (downscaling only makes
-    // quantisation easier, so a failure there is a failure at full size).
+    // Quantising a large image takes seconds and photos fail the tolerance by far
+    // (25 and more): a half-megapixel trial gives the verdict first. Downscaling adds
+    // in-between colours to text and line art, so only a clear failure there counts.
     const double pixels = double(image.width()) * image.height();
-    if (pixels > 500'000 && image.get_typeof("page-height") == 0) {
-        const vips::VImage trial = image.resize(std::sqrt(250'000 / pixels));
-        if (paletteError(trial, encodePng(trial, settings)) > tolerance)
+    if (pixels > 2'000'000 && image.get_typeof("page-height") == 0) {
+        const vips::VImage trial = image.resize(std::sqrt(500'000 / pixels));
+        if (paletteError(trial, encodePng(trial, settings)) > 2 * tolerance)
             return encodePng(image, lossless);
     }
     // The palette version only wins when it is both smaller and close enough.
