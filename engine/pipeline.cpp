@@ -10,6 +10,7 @@
 #include "marks.h"
 #include "metadata.h"
 #include "paths.h"
+#include "pngchunks.h"
 #include "quality.h"
 #include "resize.h"
 #include "sizelimit.h"
@@ -370,6 +371,8 @@ int processImage(const Options &o)
             }
             throw;
         }
+        if (f == Format::Png && src.format == Format::Png && icc != IccAction::Convert)
+            bytes = withColourChunksOf(src.bytes, std::move(bytes));
         if (!best || bytes.size() < best->bytes.size())
             best = Encoded{f, std::move(bytes)};
     }

@@ -5,6 +5,7 @@
 #include "jpeglossless.h"
 #include "marks.h"
 #include "paths.h"
+#include "pngchunks.h"
 #include "sizelimit.h"
 
 #include <gtest/gtest.h>
@@ -219,4 +220,31 @@ TEST(LosslessJpeg, UprightsTheOrientationOrRefuses)
     vips_area_unref(VIPS_AREA(oddBlob));
     EXPECT_FALSE(rotateJpegLosslessly(oddInput, 6, {}).has_value());
     EXPECT_FALSE(rotateJpegLosslessly(oddInput, 1, {}).has_value());
+}
+
+TEST(PngChunks, GammaAndChromaticityTravelUnlessAProfileSpeaks)
+{
+    // A source PNG with a gAMA chunk spliced in after IHDR (33 bytes: 8 + 25).
+    Bytes source = encodePng(testImage(32, 32), {});
+    const unsigned char gama[] = {0, 0, 0, 4, 'g', 'A', 'M', 'A', 0, 0, 0xB1, 0x8F, 0x0B, 0xFC, 0x61, 0x05};
+    source.insert(source.begin() + 33, gama, gama + sizeof gama);
+    ASSERT_NO_THROW(decode(source)); // still a valid PNG
+
+    const Bytes plain = encodePng(testImage(32, 32), {});
+    const Bytes carried = withColourChunksOf(source, plain);
+    EXPECT_EQ(carried.size(), plain.size() + sizeof gama);
+    EXPECT_EQ(std::memcmp(&carried[33], gama, sizeof gama), 0);
+    EXPECT_EQ(maxDifference(decode(plain), decode(carried)), 0.0);
+    // Not twice, not over an ICC profile, not into something that is no PNG.
+    EXPECT_EQ(withColourChunksOf(source, carried), carried);
+    vips::VImage tagged = testImage(32, 32).copy();
+    VipsBlob *srgb = vips::VImage::profile_load("srgb");
+    size_t length = 0;
+    const void *profile = vips_blob_get(srgb, &length);
+    vips_image_set_blob_copy(tagged.get_image(), VIPS_META_ICC_NAME, profile, length);
+    vips_area_unref(VIPS_AREA(srgb));
+    const Bytes withProfile = encodePng(tagged, {});
+    EXPECT_EQ(withColourChunksOf(source, withProfile), withProfile);
+    const Bytes notPng{1, 2, 3};
+    EXPECT_EQ(withColourChunksOf(source, notPng), notPng);
 }
