@@ -886,6 +886,22 @@ Path : </source>
         <source>URLを開くことができませんでした。</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Dravik for Desktopについて</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>画像の処理は同梱のエンジン dravik.bin が行います。</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ロゴをクリックすると説明書を開きます。</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>ConflictDialog</name>
