@@ -42,6 +42,11 @@ int runSupervised(int (*body)(int, char **), int argc, char **argv)
         return runGuarded(body, argc, argv); // no supervision possible: run unguarded by a parent
     char *pending = static_cast<char *>(page);
     pending[0] = '\0';
+    // The last bytes of the shared page say whether the child ended through our own exit
+    // path. A library that calls exit() itself (libgomp when it cannot create a thread)
+    // would otherwise hand its 1 through as if it were our usage error.
+    volatile char *reported = pending + kSharedSize - 1;
+    *reported = 0;
 
     std::fflush(nullptr);
     const pid_t parent = ::getpid();
@@ -53,9 +58,10 @@ int runSupervised(int (*body)(int, char **), int argc, char **argv)
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent)
             ::_exit(int(Exit::Internal));
-        sharePendingPath(pending, kSharedSize);
+        sharePendingPath(pending, kSharedSize - 1);
         const int code = runGuarded(body, argc, argv);
         std::fflush(nullptr);
+        *reported = 1;
         ::_exit(code);
     }
 
@@ -73,12 +79,21 @@ int runSupervised(int (*body)(int, char **), int argc, char **argv)
             return int(Exit::Internal);
         }
     }
-    if (WIFEXITED(status))
+    if (WIFEXITED(status) && *reported)
         return WEXITSTATUS(status);
 
-    const int sig = WTERMSIG(status);
     if (pending[0] != '\0')
         ::unlink(pending);
+    if (WIFEXITED(status)) {
+        // A library gave up and exited on its own; in practice that is a resource it could
+        // not get (threads, memory), which repeats for the whole run just as memory does.
+        const bool memory = addressSpaceLimited();
+        std::fprintf(stderr, "dravik.bin: %s (a library ended the worker with code %d)\n",
+                     memory ? "out of memory" : "internal error", WEXITSTATUS(status));
+        return int(memory ? Exit::OutOfMemory : Exit::Internal);
+    }
+
+    const int sig = WTERMSIG(status);
     if (sig == SIGINT || sig == SIGTERM || sig == SIGHUP) {
         // Interrupted on request: end the same way the request asked for.
         ::signal(sig, SIG_DFL);
