@@ -28,7 +28,7 @@ bool FindEngine(QWidget* parent, QString& path);
 // next white space. Anything else (other prefix, one blank fewer, nothing after) gives "".
 QString ParseEngineVersion(const QByteArray& output);
 
-// The name line of a process error as the start-failure message shows it.
+// The name line of a process error, as the start-failure message and the run log show it.
 QString EngineErrorName(QProcess::ProcessError error);
 
 // The whole start-failure message: the translated headline, a blank line, the error's name line

@@ -1,5 +1,6 @@
 #include "pipeline/processor.h"
 
+#include "pipeline/enginelocator.h"
 #include "pipeline/pipelinelog.h"
 #include "pipeline/runflags.h"
 #include "pipeline/runlog.h"
@@ -75,19 +76,6 @@ bool MoveIntoPlace(const QString &source, const QString &destination)
     in.close();
     in.remove();
     return true;
-}
-
-QString ProcessErrorLabel(QProcess::ProcessError error)
-{
-    switch (error) {
-    case QProcess::FailedToStart: return QStringLiteral("  FailedToStart (exec)  : ");
-    case QProcess::Crashed:       return QStringLiteral("  Crashed (exec)  : ");
-    case QProcess::Timedout:      return QStringLiteral("  Timedout (exec)  : ");
-    case QProcess::ReadError:     return QStringLiteral("  ReadError (exec)  : ");
-    case QProcess::WriteError:    return QStringLiteral("  WriteError (exec)  : ");
-    case QProcess::UnknownError:  return QStringLiteral("  UnknownError (exec)  : ");
-    }
-    return QStringLiteral("  error (exec)  : ");
 }
 
 // The state one page's processing shares with every iteration of its loop.
@@ -376,7 +364,7 @@ void ProcessFileLoop(PageRun &run, int index)
 
     // Not started, timed out or crashed: nothing says the next file would fare better.
     qCDebug(lcPipeline) << "abnormal error" << engine.errorString();
-    block += ProcessErrorLabel(engine.error()) + QString::number(engine.exitCode()) + u'\n';
+    block += EngineErrorName(engine.error()) + QString::number(engine.exitCode()) + u'\n';
     block += QStringLiteral("failure : ") + entry + QStringLiteral("\n\n");
     monitor->SetCancel(true);
     run.CountFailure(inputPath);
