@@ -20,6 +20,8 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
+#include <future>
+#include <system_error>
 #include <sys/stat.h>
 #include <vector>
 
@@ -278,6 +280,20 @@ int processImage(const Options &o)
         return 0;
     }
 
+    // An upright copy of a rotated JPEG made from its own coefficients is always weighed
+    // against the re-encode below, and it needs nothing from the decode: it runs beside
+    // the decode and encode instead of after them.
+    const LosslessJpegOptions lossless{!o.baseline, o.keepMetadata, icc == IccAction::Keep};
+    std::future<std::optional<Bytes>> rotated;
+    if (src.format == Format::Jpeg && target == Format::Jpeg && !asksPixelChange && src.orientation != 1) {
+        try {
+            rotated = std::async(std::launch::async,
+                                 [&src, lossless] { return rotateJpegLosslessly(src.bytes, src.orientation, lossless); });
+        } catch (const std::system_error &) {
+            // no thread to be had: the copy is then made after the encode, as any other
+        }
+    }
+
     // Decode, shrinking on load where the resize allows it. Resampling happens in the
     // stored orientation so the loader can stream top to bottom; rotation comes after,
     // on the small image in memory.
@@ -391,9 +407,9 @@ int processImage(const Options &o)
         const double reach = src.progressiveJpeg ? 1.0 : 0.85;
         const bool canWin = double(best->bytes.size()) >= reach * double(src.bytes.size()) || src.orientation != 1;
         if (src.format == Format::Jpeg && canWin) {
-            const LosslessJpegOptions lossless{!o.baseline, o.keepMetadata, icc == IccAction::Keep};
-            std::optional<Bytes> kept = src.orientation == 1 ? optimiseJpegLosslessly(src.bytes, lossless)
-                                                             : rotateJpegLosslessly(src.bytes, src.orientation, lossless);
+            std::optional<Bytes> kept = rotated.valid() ? rotated.get()
+                                        : src.orientation == 1 ? optimiseJpegLosslessly(src.bytes, lossless)
+                                                               : rotateJpegLosslessly(src.bytes, src.orientation, lossless);
             if (kept && kept->size() < best->bytes.size() && kept->size() + markBytes <= limit)
                 best->bytes = std::move(*kept), bytesFromInput = true;
         }
