@@ -11,7 +11,8 @@ namespace dravik {
 
 // Forks, runs runGuarded(body) in the child and returns its code. A child killed by a
 // fatal signal yields 85 (out of memory) when it was the OOM killer's SIGKILL or an
-// address-space limit was in force, 86 otherwise. Termination signals sent to the
+// address-space limit was in force, 86 otherwise; so does a child that a library ended
+// with its own exit() before our code could report. Termination signals sent to the
 // parent are passed on to the child.
 int runSupervised(int (*body)(int, char **), int argc, char **argv);
 

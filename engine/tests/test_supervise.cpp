@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -22,6 +23,8 @@ int returnsSeven(int, char **) { return 7; }
 int throwsDamaged(int, char **) { fail(Exit::Damaged, "test"); }
 int crashes(int, char **) { ::raise(SIGSEGV); return 0; }
 int killedHard(int, char **) { ::raise(SIGKILL); return 0; }
+// What libgomp does when it cannot create a thread: exit(1) from inside the library.
+int libraryExitsOne(int, char **) { std::exit(1); }
 
 // Dies while its output is half-way: a file-size limit makes the kernel kill the child
 // (SIGXFSZ) inside the write, so the temporary file exists at the moment of death.
@@ -51,6 +54,8 @@ TEST(Supervise, CodesPassThroughAndDeathsBecomeStopCodes)
     EXPECT_EQ(run(crashes), int(Exit::Internal));
     // The kernel's OOM killer sends SIGKILL.
     EXPECT_EQ(run(killedHard), int(Exit::OutOfMemory));
+    // A library's own exit(1) must not pass for the usage code, which means something else.
+    EXPECT_EQ(run(libraryExitsOne), int(Exit::Internal));
 }
 
 TEST(Supervise, ChildTemporaryFileIsRemovedWhenItDies)
