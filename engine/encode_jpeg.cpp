@@ -1,14 +1,24 @@
-// JPEG through libjpeg's own API, fed strip by strip by libvips.
+// JPEG through libjpeg's own API, fed strip by strip by libvips. Baseline files are
+// libjpeg's from start to end; progressive ones take libjpeg's coefficients and are
+// written by our own scan coder (jpegscans.cpp).
+
+// libjpeg's entropy encoder interface: the progressive path puts its own in its place.
+// Defined before any header can include jpeglib.h.
+#define JPEG_INTERNALS
+
 #include "encode.h"
 
 #include "exitcodes.h"
 #include "jpegdest.h"
+#include "jpegscans.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include <jpeglib.h>
 
@@ -29,26 +39,6 @@ extern "C" void onError(j_common_ptr cinfo)
 }
 
 extern "C" void silent(j_common_ptr, int) {}
-
-// Progressive without successive approximation: DC of all components, then the AC
-// coefficients of each component in one scan. libjpeg's default script (ten scans with
-// refinement passes) costs twice the encode time for about half a per cent of size.
-const jpeg_scan_info *scanScript(int components, int *count)
-{
-    static jpeg_scan_info colour[4];
-    static jpeg_scan_info grey[2];
-    static bool ready = false;
-    if (!ready) {
-        colour[0] = {3, {0, 1, 2, 0}, 0, 0, 0, 0};
-        for (int c = 0; c < 3; ++c)
-            colour[1 + c] = {1, {c, 0, 0, 0}, 1, 63, 0, 0};
-        grey[0] = {1, {0, 0, 0, 0}, 0, 0, 0, 0};
-        grey[1] = {1, {0, 0, 0, 0}, 1, 63, 0, 0};
-        ready = true;
-    }
-    *count = components == 1 ? 2 : 4;
-    return components == 1 ? grey : colour;
-}
 
 // The pixels libjpeg can take: 8-bit grey or sRGB, no alpha.
 vips::VImage encodable(const vips::VImage &in)
@@ -72,28 +62,137 @@ bool blob(const vips::VImage &image, const char *name, const unsigned char **dat
     return *data && *length > 0;
 }
 
-// Metadata the pipeline left on the image: EXIF (its block starts with "Exif\0\0"), XMP,
-// IPTC (a Photoshop APP13 payload) and the ICC profile. Oversized blocks are skipped:
-// a JPEG segment holds at most 65533 bytes.
-void writeMetadata(j_compress_ptr cinfo, const vips::VImage &image)
+// Metadata the pipeline left on the image, as the segments that carry it: EXIF (its
+// block starts with "Exif\0\0"), XMP, IPTC (a Photoshop APP13 payload) and the ICC
+// profile. Oversized blocks are skipped: a JPEG segment holds at most 65533 bytes.
+std::vector<JpegSegment> metadataSegments(const vips::VImage &image)
 {
+    std::vector<JpegSegment> segments;
     const unsigned char *data = nullptr;
     size_t length = 0;
     if (blob(image, VIPS_META_EXIF_NAME, &data, &length) && length <= 65533 && std::memcmp(data, "Exif", 4) == 0)
-        jpeg_write_marker(cinfo, JPEG_APP0 + 1, data, unsigned(length));
+        segments.push_back({0xE1, Bytes(data, data + length)});
     if (blob(image, VIPS_META_XMP_NAME, &data, &length)) {
         static const char ns[] = "http://ns.adobe.com/xap/1.0/";
         if (length + sizeof ns <= 65533) {
-            std::string segment(ns, sizeof ns); // with its NUL
-            segment.append(reinterpret_cast<const char *>(data), length);
-            jpeg_write_marker(cinfo, JPEG_APP0 + 1, reinterpret_cast<const JOCTET *>(segment.data()),
-                              unsigned(segment.size()));
+            Bytes payload(ns, ns + sizeof ns); // with its NUL
+            payload.insert(payload.end(), data, data + length);
+            segments.push_back({0xE1, std::move(payload)});
         }
     }
     if (blob(image, VIPS_META_IPTC_NAME, &data, &length) && length <= 65533)
-        jpeg_write_marker(cinfo, JPEG_APP0 + 13, data, unsigned(length));
+        segments.push_back({0xED, Bytes(data, data + length)});
     if (blob(image, VIPS_META_ICC_NAME, &data, &length))
-        jpeg_write_icc_profile(cinfo, data, unsigned(length));
+        for (JpegSegment &icc : iccSegmentsFor(data, length))
+            segments.push_back(std::move(icc));
+    return segments;
+}
+
+// Resolution from the image, in dots per inch (libvips keeps pixels per millimetre).
+int dotsPerInch(const vips::VImage &image)
+{
+    const double dpi = image.xres() * 25.4;
+    return dpi >= 1 && dpi <= 65535 ? int(dpi + 0.5) : 0;
+}
+
+// Output libjpeg writes while it only computes coefficients for us: thrown away.
+struct DiscardDestination {
+    jpeg_destination_mgr pub {};
+    JOCTET buffer[4096];
+
+    void attach(j_compress_ptr cinfo)
+    {
+        pub.init_destination = &reset;
+        pub.empty_output_buffer = &empty;
+        pub.term_destination = &reset;
+        cinfo->dest = &pub;
+    }
+
+private:
+    static void reset(j_compress_ptr cinfo)
+    {
+        auto *d = reinterpret_cast<DiscardDestination *>(cinfo->dest);
+        d->pub.next_output_byte = d->buffer;
+        d->pub.free_in_buffer = sizeof d->buffer;
+    }
+    static boolean empty(j_compress_ptr cinfo)
+    {
+        reset(cinfo);
+        return TRUE;
+    }
+};
+
+// Stands in for libjpeg's Huffman encoder: libjpeg converts colour, subsamples, transforms
+// and quantises (with its SIMD code) and hands each MCU's blocks here, to be kept.
+struct CoefficientCapture {
+    jpeg_entropy_encoder pub {}; // first member: libjpeg only sees this part
+    CoefficientImage *image = nullptr;
+    long mcu = 0;
+
+    void install(j_compress_ptr cinfo, CoefficientImage *into)
+    {
+        image = into;
+        pub.start_pass = [](j_compress_ptr, boolean) {};
+        pub.encode_mcu = &keep;
+        pub.finish_pass = [](j_compress_ptr) {};
+        cinfo->entropy = &pub;
+    }
+
+private:
+    static boolean keep(j_compress_ptr cinfo, JBLOCKROW *blocks)
+    {
+        auto *self = reinterpret_cast<CoefficientCapture *>(cinfo->entropy);
+        const int mx = int(self->mcu % long(cinfo->MCUs_per_row));
+        const int my = int(self->mcu / long(cinfo->MCUs_per_row));
+        ++self->mcu;
+        int b = 0;
+        for (int ci = 0; ci < cinfo->comps_in_scan; ++ci) {
+            const jpeg_component_info *comp = cinfo->cur_comp_info[ci];
+            CoefficientPlane &plane = self->image->planes[std::size_t(comp->component_index)];
+            for (int y = 0; y < comp->MCU_height; ++y)
+                for (int x = 0; x < comp->MCU_width; ++x)
+                    plane.store(mx * comp->MCU_width + x, my * comp->MCU_height + y, blocks[b++][0]);
+        }
+        return TRUE;
+    }
+};
+
+// The frame as libjpeg set it up for its single sequential scan: components, sampling,
+// quantisation tables, and storage for every block of the scan's MCU grid.
+CoefficientImage coefficientImageFor(j_compress_ptr cinfo)
+{
+    CoefficientImage image;
+    image.width = int(cinfo->image_width);
+    image.height = int(cinfo->image_height);
+    image.mcusPerRow = int(cinfo->MCUs_per_row);
+    image.mcuRows = int(cinfo->MCU_rows_in_scan);
+    int tables = 0;
+    for (int ci = 0; ci < cinfo->num_components; ++ci) {
+        const jpeg_component_info &comp = cinfo->comp_info[ci];
+        CoefficientPlane plane;
+        plane.id = comp.component_id;
+        plane.hSampling = comp.h_samp_factor;
+        plane.vSampling = comp.v_samp_factor;
+        plane.quantTable = comp.quant_tbl_no;
+        plane.widthInBlocks = int(comp.width_in_blocks);
+        plane.heightInBlocks = int(comp.height_in_blocks);
+        plane.allocate(int(cinfo->MCUs_per_row) * comp.MCU_width, int(cinfo->MCU_rows_in_scan) * comp.MCU_height);
+        image.planes.push_back(std::move(plane));
+        tables = std::max(tables, comp.quant_tbl_no + 1);
+    }
+    for (int t = 0; t < tables; ++t) {
+        std::array<std::uint16_t, 64> q {};
+        for (int k = 0; k < 64; ++k)
+            q[std::size_t(k)] = cinfo->quant_tbl_ptrs[t]->quantval[k];
+        image.quantTables.push_back(q);
+    }
+    return image;
+}
+
+int codingThreads()
+{
+    const unsigned cores = std::thread::hardware_concurrency();
+    return int(std::clamp(cores, 1u, 4u));
 }
 
 struct Writer {
@@ -136,6 +235,9 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     err.pub.error_exit = onError;
     err.pub.emit_message = silent;
     VectorDestination destination;
+    DiscardDestination discard;
+    CoefficientCapture capture;
+    CoefficientImage coefficients;
     std::jmp_buf jump;
     err.jump = &jump;
     if (setjmp(jump)) {
@@ -143,7 +245,6 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
         fail(Exit::CannotEncode, std::string("cannot encode as JPEG: ") + err.message);
     }
     jpeg_create_compress(&cinfo);
-    destination.attach(&cinfo);
     const bool grey = image.bands() == 1;
     cinfo.image_width = JDIMENSION(image.width());
     cinfo.image_height = JDIMENSION(image.height());
@@ -151,7 +252,6 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     cinfo.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
     jpeg_set_defaults(&cinfo);
     jpeg_set_quality(&cinfo, s.quality, TRUE);
-    cinfo.optimize_coding = TRUE;
     cinfo.dct_method = JDCT_ISLOW;
     if (!grey) {
         const int h = s.fullChroma ? 1 : 2;
@@ -160,16 +260,26 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
         for (int c = 1; c < 3; ++c)
             cinfo.comp_info[c].h_samp_factor = cinfo.comp_info[c].v_samp_factor = 1;
     }
-    if (s.progressive)
-        cinfo.scan_info = scanScript(cinfo.num_components, &cinfo.num_scans);
-    // Resolution from the image, in dots per inch (libvips keeps pixels per millimetre).
-    const double dpi = image.xres() * 25.4;
-    if (dpi >= 1 && dpi <= 65535) {
+    const int dpi = dotsPerInch(image);
+    if (dpi) {
         cinfo.density_unit = 1;
-        cinfo.X_density = cinfo.Y_density = UINT16(dpi + 0.5);
+        cinfo.X_density = cinfo.Y_density = UINT16(dpi);
     }
-    jpeg_start_compress(&cinfo, TRUE);
-    writeMetadata(&cinfo, image);
+    const std::vector<JpegSegment> metadata = metadataSegments(image);
+    if (s.progressive) {
+        // One plain sequential pass: libjpeg's coefficients are all we take from it.
+        cinfo.optimize_coding = FALSE;
+        discard.attach(&cinfo);
+        jpeg_start_compress(&cinfo, TRUE);
+        coefficients = coefficientImageFor(&cinfo);
+        capture.install(&cinfo, &coefficients);
+    } else {
+        cinfo.optimize_coding = TRUE;
+        destination.attach(&cinfo);
+        jpeg_start_compress(&cinfo, TRUE);
+        for (const JpegSegment &segment : metadata)
+            jpeg_write_marker(&cinfo, segment.marker, segment.payload.data(), unsigned(segment.payload.size()));
+    }
 
     Writer writer{&cinfo, &err};
     const int sinkResult = vips_sink_disc(image.get_image(), writeStrip, &writer);
@@ -182,7 +292,9 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     }
     jpeg_finish_compress(&cinfo);
     jpeg_destroy_compress(&cinfo);
-    return std::move(destination.bytes);
+    if (!s.progressive)
+        return std::move(destination.bytes);
+    return writeProgressiveJpeg(coefficients, JpegFileHeader{dpi, metadata}, codingThreads());
 }
 
 } // namespace dravik

@@ -1,0 +1,615 @@
+#include "jpegscans.h"
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace dravik {
+namespace {
+
+// Natural (row-major) index of the k-th coefficient in zigzag order.
+constexpr int kNatural[64] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// Restart intervals are counted in 16 bits.
+constexpr long kMaxInterval = 65535;
+// Below this many blocks a scan is coded in one piece: a restart marker costs bytes and
+// a thread costs more than it saves.
+constexpr long kBlocksWorthSplitting = 16384;
+// The longest run of empty blocks one EOBRUN symbol can carry.
+constexpr std::uint32_t kMaxEobRun = 0x7FFF;
+
+using Counts = std::array<std::uint32_t, 256>;
+
+struct HuffmanTable {
+    std::array<std::uint8_t, 17> bits {}; // bits[n]: number of codes of length n
+    std::vector<std::uint8_t> values;     // symbols in code order
+    std::array<std::uint16_t, 256> code {};
+    std::array<std::uint8_t, 256> length {};
+};
+
+HuffmanTable tableFor(Counts counts)
+{
+    // A scan always codes at least one symbol; keep the table valid should it not.
+    if (std::all_of(counts.begin(), counts.end(), [](std::uint32_t c) { return c == 0; }))
+        counts[0] = 1;
+    const std::array<std::uint8_t, 256> lengths = huffmanCodeLengths(counts);
+    HuffmanTable t;
+    for (int n = 1; n <= 16; ++n)
+        for (int s = 0; s < 256; ++s)
+            if (lengths[s] == n) {
+                t.values.push_back(std::uint8_t(s));
+                ++t.bits[n];
+            }
+    // Canonical codes: consecutive within a length, doubled from one length to the next.
+    unsigned code = 0;
+    std::size_t k = 0;
+    for (int n = 1; n <= 16; ++n) {
+        for (int i = 0; i < t.bits[n]; ++i) {
+            const std::uint8_t s = t.values[k++];
+            t.code[s] = std::uint16_t(code++);
+            t.length[s] = std::uint8_t(n);
+        }
+        code <<= 1;
+    }
+    return t;
+}
+
+// Entropy-coded bytes, with a zero stuffed after every 0xFF as the format demands.
+class BitWriter {
+public:
+    explicit BitWriter(Bytes &out) : out_(out) {}
+
+    void put(std::uint32_t bits, int count)
+    {
+        buffer_ = (buffer_ << count) | bits;
+        filled_ += count;
+        while (filled_ >= 8) {
+            filled_ -= 8;
+            const unsigned char byte = static_cast<unsigned char>(buffer_ >> filled_);
+            out_.push_back(byte);
+            if (byte == 0xFF)
+                out_.push_back(0);
+        }
+    }
+
+    // The last byte is padded with one bits.
+    void flush()
+    {
+        if (filled_ > 0)
+            put((1u << (8 - filled_)) - 1, 8 - filled_);
+    }
+
+private:
+    Bytes &out_;
+    std::uint64_t buffer_ = 0;
+    int filled_ = 0;
+};
+
+struct CountingSink {
+    std::array<Counts, 2> counts {};
+    void emit(int table, int symbol, std::uint32_t, int) { ++counts[table][symbol]; }
+};
+
+struct CodingSink {
+    CodingSink(Bytes &out, const HuffmanTable *a, const HuffmanTable *b) : writer(out), tables{a, b} {}
+    BitWriter writer;
+    const HuffmanTable *tables[2];
+    void emit(int table, int symbol, std::uint32_t extra, int extraBits)
+    {
+        const HuffmanTable &t = *tables[table];
+        writer.put((std::uint32_t(t.code[symbol]) << extraBits) | extra, t.length[symbol] + extraBits);
+    }
+};
+
+// Magnitude category and the extra bits that give the value within it.
+inline int category(int v) { return std::bit_width(unsigned(std::abs(v))); }
+inline std::uint32_t extraBits(int v, int n) { return std::uint32_t(v < 0 ? v - 1 : v) & ((1u << n) - 1); }
+
+struct Scan {
+    std::vector<int> planes; // indices into CoefficientImage::planes
+    int ss = 0;              // spectral band, zigzag indices
+    int se = 0;
+    long mcus = 0;           // MCUs (blocks, when non-interleaved) in the scan
+    long interval = 0;       // restart interval in MCUs; equal to mcus when not split
+    long segments() const { return (mcus + interval - 1) / interval; }
+    bool isDc() const { return ss == 0; }
+};
+
+// The DC scan: differences to the previous block of the same component, luma and
+// chroma with tables of their own.
+template <class Sink>
+void codeDcSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
+{
+    int previous[4] = {0, 0, 0, 0};
+    const auto code = [&](int slot, int table, int dc) {
+        const int diff = dc - previous[slot];
+        previous[slot] = dc;
+        const int n = category(diff);
+        sink.emit(table, n, extraBits(diff, n), n);
+    };
+    if (scan.planes.size() == 1) {
+        const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
+        const int table = scan.planes[0] == 0 ? 0 : 1;
+        for (long m = first; m < last; ++m)
+            code(0, table, p.dcAt(int(m % p.widthInBlocks), int(m / p.widthInBlocks)));
+        return;
+    }
+    for (long m = first; m < last; ++m) {
+        const int mx = int(m % image.mcusPerRow);
+        const int my = int(m / image.mcusPerRow);
+        for (std::size_t slot = 0; slot < scan.planes.size(); ++slot) {
+            const CoefficientPlane &p = image.planes[std::size_t(scan.planes[slot])];
+            const int table = scan.planes[slot] == 0 ? 0 : 1;
+            for (int y = 0; y < p.vSampling; ++y)
+                for (int x = 0; x < p.hSampling; ++x)
+                    code(int(slot), table, p.dcAt(mx * p.hSampling + x, my * p.vSampling + y));
+        }
+    }
+}
+
+// An AC scan of one component over the band ss..se: each non-zero coefficient as (zero
+// run, category) plus its bits; blocks whose band is empty to the end are gathered into
+// one end-of-band run across blocks.
+template <class Sink>
+void codeAcSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
+{
+    const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
+    const std::uint64_t below = (1ull << scan.ss) - 1;
+    const std::uint64_t band = (scan.se == 63 ? ~0ull : (1ull << (scan.se + 1)) - 1) & ~below;
+    std::uint32_t eobRun = 0;
+    const auto flushRun = [&] {
+        const int n = std::bit_width(eobRun) - 1;
+        sink.emit(0, n << 4, eobRun & ((1u << n) - 1), n);
+        eobRun = 0;
+    };
+    // Pieces are whole block rows.
+    const int width = p.widthInBlocks;
+    for (long row = first / width; row < (last + width - 1) / width; ++row) {
+        const std::uint64_t *masks = &p.acMask[std::size_t(row) * std::size_t(width)];
+        const std::int16_t *values = p.ac[std::size_t(row)].values.data();
+        for (int bx = 0; bx < width; ++bx) {
+            const std::uint64_t mask = masks[bx];
+            // Values are packed: step over those before and after the band by counting
+            // bits (no popcount instruction on the base x86-64 target; bands are wide).
+            const std::int16_t *v = values;
+            for (std::uint64_t skip = mask & below; skip; skip &= skip - 1)
+                ++v;
+            std::uint64_t bits = mask & band;
+            values = v;
+            for (std::uint64_t b = bits; b; b &= b - 1)
+                ++values;
+            for (std::uint64_t skip = mask & ~(band | below); skip; skip &= skip - 1)
+                ++values;
+            if (bits == 0) {
+                if (++eobRun == kMaxEobRun)
+                    flushRun();
+                continue;
+            }
+            if (eobRun)
+                flushRun();
+            int previous = scan.ss - 1;
+            while (bits) {
+                const int k = std::countr_zero(bits);
+                bits &= bits - 1;
+                int run = k - previous - 1;
+                for (; run > 15; run -= 16)
+                    sink.emit(0, 0xF0, 0, 0);
+                const int n = category(*v);
+                sink.emit(0, (run << 4) | n, extraBits(*v, n), n);
+                ++v;
+                previous = k;
+            }
+            if (previous < scan.se && ++eobRun == kMaxEobRun)
+                flushRun();
+        }
+    }
+    if (eobRun)
+        flushRun();
+}
+
+template <class Sink>
+void codeSegment(const CoefficientImage &image, const Scan &scan, long segment, Sink &sink)
+{
+    const long first = segment * scan.interval;
+    const long last = std::min(scan.mcus, first + scan.interval);
+    if (scan.isDc())
+        codeDcSegment(image, scan, first, last, sink);
+    else
+        codeAcSegment(image, scan, first, last, sink);
+}
+
+// Runs task(0..count-1) on up to `threads` threads, largest-first order left to the
+// caller. The first exception thrown by any task is rethrown here.
+void runTasks(std::size_t count, int threads, const std::function<void(std::size_t)> &task)
+{
+    std::atomic<std::size_t> next {0};
+    std::exception_ptr failure;
+    std::mutex failureLock;
+    const auto worker = [&] {
+        for (std::size_t i; (i = next++) < count;) {
+            try {
+                task(i);
+            } catch (...) {
+                const std::lock_guard<std::mutex> lock(failureLock);
+                if (!failure)
+                    failure = std::current_exception();
+                next = count;
+            }
+        }
+    };
+    std::vector<std::thread> pool;
+    try {
+        for (int t = 1; t < threads && std::size_t(t) < count; ++t)
+            pool.emplace_back(worker);
+    } catch (const std::system_error &) {
+        // no more threads to be had: the ones running share the work
+    }
+    worker();
+    for (std::thread &t : pool)
+        t.join();
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void put16(Bytes &out, unsigned v)
+{
+    out.push_back(static_cast<unsigned char>(v >> 8));
+    out.push_back(static_cast<unsigned char>(v));
+}
+
+void putMarker(Bytes &out, unsigned char marker)
+{
+    out.push_back(0xFF);
+    out.push_back(marker);
+}
+
+void putSegment(Bytes &out, unsigned char marker, const Bytes &payload)
+{
+    putMarker(out, marker);
+    put16(out, unsigned(payload.size() + 2));
+    out.insert(out.end(), payload.begin(), payload.end());
+}
+
+Bytes jfif(int dotsPerInch)
+{
+    const bool dpi = dotsPerInch >= 1 && dotsPerInch <= 65535;
+    const unsigned density = dpi ? unsigned(dotsPerInch) : 1;
+    Bytes p = {'J', 'F', 'I', 'F', 0, 1, 1, static_cast<unsigned char>(dpi ? 1 : 0)};
+    put16(p, density);
+    put16(p, density);
+    p.push_back(0); // no thumbnail
+    p.push_back(0);
+    return p;
+}
+
+Bytes quantisationTables(const CoefficientImage &image)
+{
+    Bytes p;
+    for (std::size_t t = 0; t < image.quantTables.size(); ++t) {
+        const auto &q = image.quantTables[t];
+        const bool wide = std::any_of(q.begin(), q.end(), [](std::uint16_t v) { return v > 255; });
+        p.push_back(static_cast<unsigned char>((wide ? 0x10 : 0x00) | t));
+        for (int k = 0; k < 64; ++k) {
+            if (wide)
+                put16(p, q[std::size_t(kNatural[k])]);
+            else
+                p.push_back(static_cast<unsigned char>(q[std::size_t(kNatural[k])]));
+        }
+    }
+    return p;
+}
+
+Bytes frameHeader(const CoefficientImage &image)
+{
+    Bytes p = {8};
+    put16(p, unsigned(image.height));
+    put16(p, unsigned(image.width));
+    p.push_back(static_cast<unsigned char>(image.planes.size()));
+    for (const CoefficientPlane &c : image.planes) {
+        p.push_back(static_cast<unsigned char>(c.id));
+        p.push_back(static_cast<unsigned char>(c.hSampling << 4 | c.vSampling));
+        p.push_back(static_cast<unsigned char>(c.quantTable));
+    }
+    return p;
+}
+
+void appendTable(Bytes &p, int tableClass, int id, const HuffmanTable &t)
+{
+    p.push_back(static_cast<unsigned char>(tableClass << 4 | id));
+    p.insert(p.end(), t.bits.begin() + 1, t.bits.end());
+    p.insert(p.end(), t.values.begin(), t.values.end());
+}
+
+Bytes scanHeader(const CoefficientImage &image, const Scan &scan)
+{
+    Bytes p = {static_cast<unsigned char>(scan.planes.size())};
+    for (int index : scan.planes) {
+        const int table = index == 0 ? 0 : 1;
+        p.push_back(static_cast<unsigned char>(image.planes[std::size_t(index)].id));
+        // DC scans name the DC table, AC scans the AC table; the other half is unused.
+        p.push_back(static_cast<unsigned char>(scan.isDc() ? table << 4 : table));
+    }
+    p.push_back(static_cast<unsigned char>(scan.ss));
+    p.push_back(static_cast<unsigned char>(scan.se));
+    p.push_back(0); // no successive approximation
+    return p;
+}
+
+std::vector<Scan> scanScript(const CoefficientImage &image, int threads)
+{
+    std::vector<Scan> scans;
+    Scan dc;
+    for (std::size_t i = 0; i < image.planes.size(); ++i)
+        dc.planes.push_back(int(i));
+    dc.mcus = image.planes.size() == 1 ? long(image.planes[0].widthInBlocks) * image.planes[0].heightInBlocks
+                                       : long(image.mcusPerRow) * image.mcuRows;
+    scans.push_back(dc);
+    for (std::size_t i = 0; i < image.planes.size(); ++i) {
+        Scan ac;
+        ac.planes = {int(i)};
+        ac.ss = 1;
+        ac.se = 63;
+        ac.mcus = long(image.planes[i].widthInBlocks) * image.planes[i].heightInBlocks;
+        scans.push_back(ac);
+    }
+    // Restart intervals are whole rows of MCUs, so every piece starts at a row of its own.
+    for (Scan &s : scans) {
+        const bool interleaved = s.planes.size() > 1;
+        const CoefficientPlane &p = image.planes[std::size_t(s.planes[0])];
+        const long perRow = interleaved ? image.mcusPerRow : p.widthInBlocks;
+        const long rows = interleaved ? image.mcuRows : p.heightInBlocks;
+        const long maxRows = std::max<long>(1, kMaxInterval / perRow);
+        long pieces = (rows + maxRows - 1) / maxRows;
+        if (threads > 1 && s.mcus >= kBlocksWorthSplitting)
+            pieces = std::max<long>(pieces, std::min<long>(rows, threads));
+        s.interval = perRow * ((rows + pieces - 1) / pieces);
+    }
+    return scans;
+}
+
+} // namespace
+
+void CoefficientPlane::allocate(int strideBlocks, int rowBlocks)
+{
+    stride = strideBlocks;
+    rows = rowBlocks;
+    dc.assign(std::size_t(stride) * std::size_t(rows), 0);
+    acMask.assign(std::size_t(widthInBlocks) * std::size_t(heightInBlocks), 0);
+    ac.assign(std::size_t(heightInBlocks), AcRow{});
+}
+
+void CoefficientPlane::store(int bx, int by, const short *natural)
+{
+    dc[std::size_t(by) * std::size_t(stride) + std::size_t(bx)] = natural[0];
+    // Padding blocks of the MCU grid only ever show their DC.
+    if (bx >= widthInBlocks || by >= heightInBlocks)
+        return;
+    AcRow &row = ac[std::size_t(by)];
+    if (row.values.size() < row.used + 63)
+        row.values.resize(std::max<std::size_t>(row.values.size() * 2, std::size_t(widthInBlocks) * 8 + 63));
+    // Written unconditionally, kept only when non-zero: no branch to mispredict.
+    std::int16_t *out = row.values.data() + row.used;
+    std::size_t kept = 0;
+    std::uint64_t mask = 0;
+    for (int k = 1; k < 64; ++k) {
+        const std::int16_t v = natural[kNatural[k]];
+        out[kept] = v;
+        kept += v != 0;
+        mask |= std::uint64_t(v != 0) << k;
+    }
+    row.used += kept;
+    acMask[std::size_t(by) * std::size_t(widthInBlocks) + std::size_t(bx)] = mask;
+}
+
+int CoefficientPlane::at(int bx, int by, int k) const
+{
+    if (k == 0)
+        return dcAt(bx, by);
+    const std::uint64_t *masks = &acMask[std::size_t(by) * std::size_t(widthInBlocks)];
+    std::size_t offset = 0;
+    for (int x = 0; x < bx; ++x)
+        offset += std::size_t(std::popcount(masks[x]));
+    const std::uint64_t mask = masks[bx];
+    if (!(mask >> k & 1))
+        return 0;
+    return ac[std::size_t(by)].values[offset + std::size_t(std::popcount(mask & ((1ull << k) - 1)))];
+}
+
+std::vector<JpegSegment> iccSegmentsFor(const unsigned char *profile, std::size_t length)
+{
+    static const char tag[] = "ICC_PROFILE"; // with its NUL: 12 bytes
+    constexpr std::size_t kChunk = 65533 - 14;
+    const std::size_t count = (length + kChunk - 1) / kChunk;
+    std::vector<JpegSegment> segments;
+    if (length == 0 || count > 255)
+        return segments;
+    for (std::size_t i = 0; i < count; ++i) {
+        JpegSegment s;
+        s.marker = 0xE2;
+        s.payload.assign(tag, tag + sizeof tag);
+        s.payload.push_back(static_cast<unsigned char>(i + 1));
+        s.payload.push_back(static_cast<unsigned char>(count));
+        const std::size_t from = i * kChunk;
+        s.payload.insert(s.payload.end(), profile + from, profile + std::min(length, from + kChunk));
+        segments.push_back(std::move(s));
+    }
+    return segments;
+}
+
+std::array<std::uint8_t, 256> huffmanCodeLengths(const std::array<std::uint32_t, 256> &counts)
+{
+    // Symbol 256 is a placeholder with the smallest count: it takes the one code of all
+    // one bits, which the format reserves, and is dropped at the end.
+    std::array<std::uint64_t, 257> freq {};
+    std::copy(counts.begin(), counts.end(), freq.begin());
+    freq[256] = 1;
+    std::array<int, 257> size {};
+    std::array<int, 257> others;
+    others.fill(-1);
+    for (;;) {
+        // The two smallest counts; among equals the higher symbol, so the placeholder
+        // ends deepest.
+        int v1 = -1, v2 = -1;
+        for (int i = 0; i < 257; ++i)
+            if (freq[i] && (v1 < 0 || freq[i] <= freq[v1]))
+                v1 = i;
+        for (int i = 0; i < 257; ++i)
+            if (freq[i] && i != v1 && (v2 < 0 || freq[i] <= freq[v2]))
+                v2 = i;
+        if (v2 < 0)
+            break;
+        freq[v1] += freq[v2];
+        freq[v2] = 0;
+        for (++size[v1]; others[v1] >= 0; ++size[v1])
+            v1 = others[v1];
+        others[v1] = v2;
+        for (++size[v2]; others[v2] >= 0; ++size[v2])
+            v2 = others[v2];
+    }
+    // Codes longer than 16 bits are shortened by moving pairs up the tree.
+    std::array<int, 258> bits {};
+    for (int s : size)
+        if (s)
+            ++bits[std::size_t(s)];
+    for (int i = 257; i > 16; --i) {
+        while (bits[std::size_t(i)] > 0) {
+            int j = i - 2;
+            while (bits[std::size_t(j)] == 0)
+                --j;
+            bits[std::size_t(i)] -= 2;
+            ++bits[std::size_t(i - 1)];
+            bits[std::size_t(j + 1)] += 2;
+            --bits[std::size_t(j)];
+        }
+    }
+    int longest = 16;
+    while (longest > 0 && bits[std::size_t(longest)] == 0)
+        --longest;
+    --bits[std::size_t(longest)]; // the placeholder's code
+    // Hand the lengths out in the order of the unlimited code, shortest first; among
+    // equal lengths the more frequent symbol first, so shortening never favours a
+    // rarer one.
+    std::vector<int> order;
+    for (int s = 0; s < 256; ++s)
+        if (size[s])
+            order.push_back(s);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
+        return size[a] != size[b] ? size[a] < size[b] : counts[std::size_t(a)] > counts[std::size_t(b)];
+    });
+    std::array<std::uint8_t, 256> lengths {};
+    std::size_t next = 0;
+    for (int n = 1; n <= 16; ++n)
+        for (int i = 0; i < bits[std::size_t(n)] && next < order.size(); ++i)
+            lengths[std::size_t(order[next++])] = std::uint8_t(n);
+    return lengths;
+}
+
+Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads)
+{
+    const std::vector<Scan> scans = scanScript(image, threads);
+
+    struct Task {
+        std::size_t scan;
+        long segment;
+        long mcus;
+    };
+    std::vector<Task> tasks;
+    for (std::size_t s = 0; s < scans.size(); ++s)
+        for (long g = 0; g < scans[s].segments(); ++g)
+            tasks.push_back({s, g, std::min(scans[s].interval, scans[s].mcus - g * scans[s].interval)});
+    // Big pieces first, so the last ones to finish are small. AC work follows the
+    // block count; a DC block costs a fraction of an AC block.
+    std::stable_sort(tasks.begin(), tasks.end(), [&](const Task &a, const Task &b) {
+        const auto weight = [&](const Task &t) { return scans[t.scan].isDc() ? t.mcus / 4 : t.mcus; };
+        return weight(a) > weight(b);
+    });
+
+    // Pass one counts the symbols of every piece; pass two codes them with the tables
+    // those counts give.
+    std::vector<CountingSink> counted(tasks.size());
+    runTasks(tasks.size(), threads, [&](std::size_t i) {
+        codeSegment(image, scans[tasks[i].scan], tasks[i].segment, counted[i]);
+    });
+    std::vector<std::array<Counts, 2>> totals(scans.size());
+    for (std::size_t i = 0; i < tasks.size(); ++i)
+        for (int t = 0; t < 2; ++t)
+            for (int s = 0; s < 256; ++s)
+                totals[tasks[i].scan][std::size_t(t)][std::size_t(s)] += counted[i].counts[std::size_t(t)][std::size_t(s)];
+    counted.clear();
+    std::vector<std::array<HuffmanTable, 2>> tables(scans.size());
+    for (std::size_t s = 0; s < scans.size(); ++s) {
+        tables[s][0] = tableFor(totals[s][0]);
+        if (scans[s].isDc() && scans[s].planes.size() > 1)
+            tables[s][1] = tableFor(totals[s][1]);
+    }
+
+    std::vector<Bytes> coded(tasks.size());
+    runTasks(tasks.size(), threads, [&](std::size_t i) {
+        const Task &t = tasks[i];
+        // Chroma AC scans name table 1 in their header, but each AC scan defines its
+        // own: the coder only ever looks at slot 0.
+        CodingSink sink(coded[i], &tables[t.scan][0], &tables[t.scan][1]);
+        coded[i].reserve(std::size_t(t.mcus) * (scans[t.scan].isDc() ? 2 : 16));
+        codeSegment(image, scans[t.scan], t.segment, sink);
+        sink.writer.flush();
+    });
+    // Pieces back in file order.
+    std::vector<std::vector<const Bytes *>> pieces(scans.size());
+    for (std::size_t s = 0; s < scans.size(); ++s)
+        pieces[s].resize(std::size_t(scans[s].segments()));
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < tasks.size(); ++i) {
+        pieces[tasks[i].scan][std::size_t(tasks[i].segment)] = &coded[i];
+        total += coded[i].size() + 2;
+    }
+
+    Bytes out;
+    out.reserve(total + 4096);
+    putMarker(out, 0xD8);
+    putSegment(out, 0xE0, jfif(header.dotsPerInch));
+    for (const JpegSegment &s : header.segments)
+        if (s.payload.size() + 2 <= 65535)
+            putSegment(out, s.marker, s.payload);
+    putSegment(out, 0xDB, quantisationTables(image));
+    putSegment(out, 0xC2, frameHeader(image));
+    long interval = 0; // as last declared
+    for (std::size_t s = 0; s < scans.size(); ++s) {
+        const Scan &scan = scans[s];
+        Bytes huffman;
+        if (scan.isDc()) {
+            appendTable(huffman, 0, 0, tables[s][0]);
+            if (scan.planes.size() > 1)
+                appendTable(huffman, 0, 1, tables[s][1]);
+        } else {
+            appendTable(huffman, 1, scan.planes[0] == 0 ? 0 : 1, tables[s][0]);
+        }
+        putSegment(out, 0xC4, huffman);
+        const long wanted = scan.segments() > 1 ? scan.interval : 0;
+        if (wanted != interval) {
+            Bytes dri;
+            put16(dri, unsigned(wanted));
+            putSegment(out, 0xDD, dri);
+            interval = wanted;
+        }
+        putSegment(out, 0xDA, scanHeader(image, scan));
+        for (std::size_t g = 0; g < pieces[s].size(); ++g) {
+            if (g > 0)
+                putMarker(out, static_cast<unsigned char>(0xD0 + (g - 1) % 8));
+            out.insert(out.end(), pieces[s][g]->begin(), pieces[s][g]->end());
+        }
+    }
+    putMarker(out, 0xD9);
+    return out;
+}
+
+} // namespace dravik

@@ -1,0 +1,190 @@
+// Our progressive scan coder: its files must carry exactly the coefficients libjpeg
+// computed, so they decode to the very pixels of libjpeg's own baseline file.
+#include "encode.h"
+#include "jpegscans.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <tuple>
+
+using namespace dravik;
+
+namespace {
+
+vips::VImage decode(const Bytes &b) { return vips::VImage::new_from_buffer(b.data(), b.size(), "").copy_memory(); }
+
+// Noise over a ramp: many non-zero coefficients, large ones at the steps.
+vips::VImage busyImage(int w, int h, int bands)
+{
+    vips::VImage xy = vips::VImage::xyz(w, h);
+    vips::VImage image = (xy.extract_band(0) * 7 + xy.extract_band(1) * 3) % 256;
+    vips::VImage noise = vips::VImage::gaussnoise(w, h, vips::VImage::option()->set("sigma", 40.0));
+    image = (image + noise - 128).bandjoin(image).bandjoin(255 - image);
+    image = image.extract_band(0, vips::VImage::option()->set("n", bands)).cast(VIPS_FORMAT_UCHAR);
+    return image.copy(vips::VImage::option()->set(
+        "interpretation", bands == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB));
+}
+
+// One colour everywhere: every AC band is empty, so end-of-band runs pass their limit.
+vips::VImage flatImage(int w, int h)
+{
+    return (vips::VImage::black(w, h) + std::vector<double>{90, 140, 200}).cast(VIPS_FORMAT_UCHAR).copy(
+        vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+}
+
+bool hasMarker(const Bytes &jpeg, unsigned char marker)
+{
+    for (std::size_t i = 0; i + 1 < jpeg.size(); ++i)
+        if (jpeg[i] == 0xFF && jpeg[i + 1] == marker)
+            return true;
+    return false;
+}
+
+} // namespace
+
+TEST(JpegScans, DecodesToTheSamePixelsAsLibjpegsBaselineFile)
+{
+    struct Case {
+        const char *name;
+        vips::VImage image;
+        bool fullChroma;
+        bool split; // big enough to be coded in restart intervals
+    };
+    const Case cases[] = {
+        {"colour 4:2:0, odd size", busyImage(203, 77, 3), false, false},
+        {"colour 4:4:4", busyImage(64, 40, 3), true, false},
+        {"grey", busyImage(99, 131, 1), false, false},
+        {"one pixel", busyImage(1, 1, 3), false, false},
+        {"one row", busyImage(301, 1, 3), false, false},
+        {"large, split into intervals", busyImage(1211, 1003, 3), false, true},
+        {"large grey", busyImage(1100, 1000, 1), false, true},
+        {"flat, long end-of-band runs", flatImage(2100, 1700), true, true},
+    };
+    for (const Case &c : cases) {
+        for (int quality : {20, 80, 100}) {
+            JpegSettings progressive;
+            progressive.quality = quality;
+            progressive.fullChroma = c.fullChroma;
+            JpegSettings baseline = progressive;
+            baseline.progressive = false;
+            const Bytes ours = encodeJpeg(c.image, progressive);
+            const Bytes theirs = encodeJpeg(c.image, baseline);
+            SCOPED_TRACE(std::string(c.name) + " at quality " + std::to_string(quality));
+            ASSERT_TRUE(hasMarker(ours, 0xC2)); // progressive frame
+            ASSERT_FALSE(hasMarker(theirs, 0xC2));
+            EXPECT_EQ(hasMarker(ours, 0xDD), c.split); // restart intervals declared
+            const vips::VImage a = decode(ours), b = decode(theirs);
+            ASSERT_EQ(a.width(), c.image.width());
+            ASSERT_EQ(a.height(), c.image.height());
+            ASSERT_EQ(a.bands(), b.bands());
+            EXPECT_EQ((a - b).abs().max(), 0.0);
+        }
+    }
+}
+
+TEST(JpegScans, OneThreadOrManyGiveTheSameCoefficients)
+{
+    // A hand-made plane: every coefficient position, zero runs over 16, the largest
+    // magnitudes, negative values.
+    CoefficientImage image;
+    image.width = 8 * 150;
+    image.height = 8 * 130;
+    image.quantTables.push_back({});
+    image.quantTables[0].fill(1);
+    CoefficientPlane plane;
+    plane.widthInBlocks = 150;
+    plane.heightInBlocks = 130;
+    plane.allocate(150, 130);
+    std::uint32_t seed = 1;
+    const auto next = [&] { return seed = seed * 1664525u + 1013904223u; };
+    for (int by = 0; by < 130; ++by)
+        for (int bx = 0; bx < 150; ++bx) {
+            short block[64] = {};
+            block[0] = short(int(next() % 2047) - 1023); // 8-bit samples: |DC| <= 1023
+            const int used = int(next() % 5);
+            for (int i = 0; i < used; ++i)
+                block[next() % 64] = short(int(next() % 2047) - 1023);
+            if ((bx + by) % 7 == 0)
+                block[63] = -1023; // after a run of zeros longer than 16
+            plane.store(bx, by, block);
+        }
+    image.planes.push_back(std::move(plane));
+    const Bytes one = writeProgressiveJpeg(image, {}, 1);
+    const Bytes four = writeProgressiveJpeg(image, {}, 4);
+    EXPECT_FALSE(hasMarker(one, 0xDD));
+    EXPECT_TRUE(hasMarker(four, 0xDD));
+    const vips::VImage a = decode(one), b = decode(four);
+    EXPECT_EQ((a - b).abs().max(), 0.0);
+    // The packed values come back where they were put.
+    EXPECT_EQ(image.planes[0].at(7, 0, 63), -1023);
+    EXPECT_EQ(image.planes[0].at(144, 129, 63), -1023);
+}
+
+TEST(JpegScans, HuffmanCodesAreValidAndLimitedTo16Bits)
+{
+    const auto kraft = [](const std::array<std::uint8_t, 256> &lengths) {
+        double sum = 0;
+        for (std::uint8_t n : lengths)
+            if (n)
+                sum += std::ldexp(1.0, -n);
+        return sum;
+    };
+    // Fibonacci counts build a tree deeper than 16 before it is limited.
+    std::array<std::uint32_t, 256> fibonacci {};
+    std::uint32_t a = 1, b = 1;
+    for (int s = 0; s < 40; ++s) {
+        fibonacci[std::size_t(s)] = a;
+        std::tie(a, b) = std::make_tuple(b, a + b);
+    }
+    std::array<std::uint32_t, 256> uniform {};
+    uniform.fill(1000);
+    std::array<std::uint32_t, 256> single {};
+    single[17] = 5;
+    for (const auto &counts : {fibonacci, uniform, single}) {
+        const std::array<std::uint8_t, 256> lengths = huffmanCodeLengths(counts);
+        for (int s = 0; s < 256; ++s) {
+            EXPECT_EQ(lengths[std::size_t(s)] > 0, counts[std::size_t(s)] > 0) << s;
+            EXPECT_LE(lengths[std::size_t(s)], 16) << s;
+        }
+        // A full tree but for one leaf at the deepest level: the all-ones code, which
+        // the format reserves, stays unused, and no code space is wasted.
+        const int longest = *std::max_element(lengths.begin(), lengths.end());
+        EXPECT_EQ(kraft(lengths) + std::ldexp(1.0, -longest), 1.0);
+    }
+    // Frequent symbols never get longer codes than rare ones.
+    const std::array<std::uint8_t, 256> lengths = huffmanCodeLengths(fibonacci);
+    for (int s = 1; s < 40; ++s)
+        EXPECT_LE(lengths[std::size_t(s)], lengths[std::size_t(s - 1)]) << s;
+    EXPECT_EQ(huffmanCodeLengths(single)[17], 1);
+}
+
+TEST(JpegScans, IccProfilesSpanSeveralSegmentsAndReadBackWhole)
+{
+    // Not a real profile: libvips hands the bytes back as they were stored.
+    std::string profile(150000, '\0');
+    for (std::size_t i = 0; i < profile.size(); ++i)
+        profile[i] = char(i * 31 % 251);
+    const std::vector<JpegSegment> segments =
+        iccSegmentsFor(reinterpret_cast<const unsigned char *>(profile.data()), profile.size());
+    ASSERT_EQ(segments.size(), 3u);
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        EXPECT_LE(segments[i].payload.size() + 2, 65535u);
+        EXPECT_EQ(segments[i].payload[12], i + 1);
+        EXPECT_EQ(segments[i].payload[13], 3);
+    }
+    vips::VImage image = busyImage(40, 30, 3).copy();
+    image.set(VIPS_META_ICC_NAME, nullptr, profile.data(), profile.size());
+    for (bool progressive : {true, false}) {
+        JpegSettings s;
+        s.progressive = progressive;
+        const vips::VImage back = decode(encodeJpeg(image, s));
+        ASSERT_NE(back.get_typeof(VIPS_META_ICC_NAME), 0);
+        size_t length = 0;
+        const void *data = back.get_blob(VIPS_META_ICC_NAME, &length);
+        ASSERT_EQ(length, profile.size());
+        EXPECT_EQ(std::memcmp(data, profile.data(), length), 0);
+    }
+}
