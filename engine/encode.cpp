@@ -1,6 +1,7 @@
 #include "encode.h"
 
 #include "exitcodes.h"
+#include "heifitems.h"
 
 #include <cstdint>
 #include <cstring>
@@ -137,9 +138,27 @@ Bytes encodeWebp(const vips::VImage &image, const WebpSettings &s)
     return hasExif ? out : withoutWebpExif(std::move(out));
 }
 
+namespace {
+
+// True when the edited file still opens as the picture it was written from.
+bool readsBackAs(const Bytes &avif, const vips::VImage &image)
+{
+    try {
+        const vips::VImage back = vips::VImage::new_from_buffer(avif.data(), avif.size(), "");
+        return back.width() == image.width() && back.height() == vips_image_get_page_height(image.get_image()) &&
+               (back.get_typeof(VIPS_META_ICC_NAME) != 0) == (image.get_typeof(VIPS_META_ICC_NAME) != 0) &&
+               back.get_typeof(VIPS_META_EXIF_NAME) == 0;
+    } catch (const vips::VError &) {
+        vips_error_clear();
+        return false;
+    }
+}
+
+} // namespace
+
 Bytes encodeAvif(const vips::VImage &image, const AvifSettings &s)
 {
-    return run("AVIF", [&] {
+    Bytes out = run("AVIF", [&] {
         vips::VOption *opt = baseOptions(image)
                                  ->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_AV1)
                                  ->set("effort", s.effort)
@@ -151,6 +170,16 @@ Bytes encodeAvif(const vips::VImage &image, const AvifSettings &s)
                                                                           : VIPS_FOREIGN_SUBSAMPLE_AUTO);
         return image.heifsave_buffer(opt);
     });
+    // Unless it strips everything, the profile included, the saver adds an EXIF block it
+    // builds from the image's resolution and orientation, also to an image that carries
+    // none (metadata stripped, or never there). It comes out of the file again here.
+    const HeifItemKinds unwanted{image.get_typeof(VIPS_META_EXIF_NAME) == 0, image.get_typeof(VIPS_META_XMP_NAME) == 0};
+    const std::optional<Bytes> edited = withoutHeifItems(out, unwanted);
+    // A layout the editor does not know keeps the invented block: it holds nothing of the
+    // input's own metadata, and a damaged file would be far worse.
+    if (edited && edited->size() != out.size() && readsBackAs(*edited, image))
+        return *edited;
+    return out;
 }
 
 } // namespace dravik

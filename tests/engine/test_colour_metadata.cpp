@@ -188,4 +188,66 @@ TEST_F(ColourAndMetadata, KeepDate) {
     EXPECT_EQ(st.st_mtim.tv_sec, 981173106);
 }
 
+bool holds(const std::string &bytes, const std::string &what) { return bytes.find(what) != std::string::npos; }
+
+// With strip, an AVIF holds no EXIF or XMP, not even the block its saver makes up from the
+// resolution, whatever happens to the profile; with keep, both travel. The editing of the
+// written file must leave a picture that decodes as before, alpha included.
+TEST_F(ColourAndMetadata, AvifMetadataFollowsStripWithTheProfilePolicy) {
+    const std::string p3 = builtinProfile("p3");
+    VImage picture = loadFirstPage(makeP3("p3.jpg", 400, 300)).copy();
+    const std::string xmp = "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
+                            "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description "
+                            "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" dc:format=\"image/jpeg\"/></rdf:RDF></x:xmpmeta>";
+    vips_image_set_blob_copy(picture.get_image(), VIPS_META_XMP_NAME, xmp.data(), xmp.size());
+    const std::string in = path("in.jpg");
+    save(picture, in, "[Q=95]");
+    ImageInfo src = inspect(in);
+    ASSERT_TRUE(src.exif && src.xmp && src.icc == p3);
+    const VImage raw = loadFirstPage(in);
+
+    struct Case {
+        std::string icc, metadata;
+        bool profile, metadataKept;
+    };
+    for (const Case &c : {Case{"keep", "strip", true, false}, Case{"convert", "strip", false, false},
+                          Case{"remove", "strip", false, false}, Case{"keep", "keep", true, true}}) {
+        SCOPED_TRACE(c.icc + " " + c.metadata);
+        const std::string out = path(c.icc + "-" + c.metadata + ".avif");
+        RunResult r = run({"-in", in, "-out", out, "-outformat", "avif", "-jpegiccp", c.icc, "-metadata", c.metadata});
+        ASSERT_EXIT_CODE(r, 0);
+        ImageInfo o = inspect(out);
+        ASSERT_TRUE(o.ok) << o.error;
+        EXPECT_EQ(o.icc, c.profile ? p3 : std::string());
+        EXPECT_EQ(o.exif, c.metadataKept);
+        EXPECT_EQ(o.xmp, c.metadataKept);
+        const std::string bytes = readBytes(out);
+        EXPECT_EQ(holds(bytes, "Exif"), c.metadataKept) << "an EXIF item or its data is left in the file";
+        EXPECT_EQ(holds(bytes, "xmpmeta"), c.metadataKept);
+        const VImage want = c.icc == "convert" ? toSrgbNumbers(in) : raw;
+        EXPECT_LT(meanDifference(loadFirstPage(out), want), 4);
+    }
+
+    // Alpha lives in an item of its own whose data moves when the EXIF goes; a PNG without
+    // any metadata gets none made up for it either, also with keep.
+    save(withProfile(quadrants(300, 200, true), p3), path("alpha.png"));
+    for (std::string metadata : {"strip", "keep"}) {
+        SCOPED_TRACE("alpha, " + metadata);
+        const std::string out = path("alpha-" + metadata + ".avif");
+        RunResult r = run({"-in", path("alpha.png"), "-out", out, "-outformat", "avif", "-jpegiccp", "keep",
+                           "-metadata", metadata, "-reducemode", "1"});
+        ASSERT_EXIT_CODE(r, 0);
+        ImageInfo o = inspect(out);
+        ASSERT_TRUE(o.ok) << o.error;
+        EXPECT_EQ(o.icc, p3);
+        EXPECT_EQ(o.bands, 4);
+        EXPECT_FALSE(o.exif);
+        EXPECT_FALSE(holds(readBytes(out), "Exif"));
+        for (auto [x, y] : {std::pair{50, 50}, std::pair{250, 50}, std::pair{50, 150}, std::pair{250, 150}}) {
+            const Colour want = pixelAt(path("alpha.png"), x, y), got = pixelAt(out, x, y);
+            EXPECT_TRUE(near(got, want, 6)) << x << "," << y << ": " << colourText(got) << " for " << colourText(want);
+        }
+    }
+}
+
 } // namespace
