@@ -58,6 +58,22 @@ vips::VImage convertToSrgb(const vips::VImage &image, bool keep16Bit)
     return out;
 }
 
+vips::VImage reencodeGammaForSrgb(const vips::VImage &image, double fileGamma)
+{
+    const bool wide = image.format() == VIPS_FORMAT_USHORT;
+    const double top = wide ? 65535.0 : 255.0;
+    // One table entry per possible value: the curve is computed once, not per pixel.
+    const vips::VImage stored = vips::VImage::identity(vips::VImage::option()->set("ushort", wide)) / top;
+    const vips::VImage light = stored.pow(1.0 / fileGamma);
+    const vips::VImage encoded = (light <= 0.0031308).ifthenelse(light * 12.92, light.pow(1.0 / 2.4) * 1.055 - 0.055);
+    const vips::VImage table = (encoded * top + 0.5).floor().cast(image.format());
+    const int colourBands = image.has_alpha() ? image.bands() - 1 : image.bands();
+    vips::VImage out = image.extract_band(0, vips::VImage::option()->set("n", colourBands)).maplut(table);
+    if (image.has_alpha())
+        out = out.bandjoin(image.extract_band(colourBands));
+    return out.copy(vips::VImage::option()->set("interpretation", image.interpretation()));
+}
+
 void removeProfile(vips::VImage &image)
 {
     if (image.get_typeof(VIPS_META_ICC_NAME) != 0)

@@ -28,4 +28,9 @@ vips::VImage convertToSrgb(const vips::VImage &image, bool keep16Bit);
 
 void removeProfile(vips::VImage &image);
 
+// Re-encodes pixels stored with the given encoding gamma (a PNG's gAMA, as a fraction:
+// 1.0 for linear light) with the sRGB curve, so they look the same without the gamma
+// statement. Alpha is not touched; 8 and 16 bits stay as they are.
+vips::VImage reencodeGammaForSrgb(const vips::VImage &image, double fileGamma);
+
 } // namespace dravik

@@ -305,6 +305,16 @@ int processImage(const Options &o)
     if (plan.scale && src.format == Format::Jpeg)
         request.jpegShrink = shrinkOnLoadFactor(src.width, src.pageHeight, storedWidth, storedHeight);
     vips::VImage image = loadPixels(src, request);
+    // A PNG may say its numbers are encoded with another gamma than the usual 1/2.2 (linear
+    // light, for one). Only PNG output carries that statement on (see below); every other
+    // output gets the numbers re-encoded for sRGB, before resampling and stamping, so the
+    // picture looks as it did. Values near 1/2.2 are what sRGB means anyway.
+    const std::uint32_t pngGamma = src.format == Format::Png ? governingPngGamma(src.bytes).value_or(0) : 0;
+    const bool pngOnly = candidates.size() == 1 && candidates.front() == Format::Png;
+    const bool reencodeGamma = pngGamma != 0 && !pngOnly && (pngGamma < 45000 || pngGamma > 46000) &&
+                               (image.format() == VIPS_FORMAT_UCHAR || image.format() == VIPS_FORMAT_USHORT);
+    if (reencodeGamma)
+        image = reencodeGammaForSrgb(image, pngGamma / 100000.0);
     if (plan.scale)
         image = scaleTo(image, storedWidth, storedHeight, o.kernel);
     if (src.orientation != 1) {
@@ -387,7 +397,7 @@ int processImage(const Options &o)
             }
             throw;
         }
-        if (f == Format::Png && src.format == Format::Png && icc != IccAction::Convert)
+        if (f == Format::Png && src.format == Format::Png && icc != IccAction::Convert && !reencodeGamma)
             bytes = withColourChunksOf(src.bytes, std::move(bytes));
         if (!best || bytes.size() < best->bytes.size())
             best = Encoded{f, std::move(bytes)};

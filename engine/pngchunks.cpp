@@ -38,6 +38,26 @@ bool isColourChunk(const std::string &type) { return type == "gAMA" || type == "
 
 } // namespace
 
+std::optional<std::uint32_t> governingPngGamma(const Bytes &png)
+{
+    std::optional<std::uint32_t> gamma;
+    for (const Chunk &c : chunksOf(png)) {
+        if (c.type == "IDAT")
+            break;
+        if (c.type == "sRGB" || c.type == "iCCP")
+            return std::nullopt;
+        if (c.type == "gAMA" && c.total == 16 && !gamma) {
+            const std::size_t at = c.at + 8;
+            gamma = (std::uint32_t(png[at]) << 24) | (std::uint32_t(png[at + 1]) << 16) |
+                    (std::uint32_t(png[at + 2]) << 8) | png[at + 3];
+        }
+    }
+    // libpng's own bounds: anything outside is a broken chunk, not a colour statement.
+    if (gamma && (*gamma < 16 || *gamma > 625'000'000))
+        return std::nullopt;
+    return gamma;
+}
+
 Bytes withColourChunksOf(const Bytes &from, Bytes to)
 {
     const std::vector<Chunk> target = chunksOf(to);

@@ -1,8 +1,11 @@
 // Colour profiles (kept, converted, removed, automatic), CMYK, metadata, orientation and
 // the modification time.
 #include "engine_process.h"
+#include "hostile.h"
 #include "image_tools.h"
 
+#include <cmath>
+#include <cstdint>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -247,6 +250,105 @@ TEST_F(ColourAndMetadata, AvifMetadataFollowsStripWithTheProfilePolicy) {
             const Colour want = pixelAt(path("alpha.png"), x, y), got = pixelAt(out, x, y);
             EXPECT_TRUE(near(got, want, 6)) << x << "," << y << ": " << colourText(got) << " for " << colourText(want);
         }
+    }
+}
+
+// A PNG chunk with its length and CRC.
+std::string pngChunk(const std::string &type, const std::string &data) {
+    std::string c;
+    const auto be32 = [&c](std::uint32_t v) {
+        for (int i = 3; i >= 0; --i)
+            c.push_back(char((v >> (8 * i)) & 0xFF));
+    };
+    be32(std::uint32_t(data.size()));
+    c += type + data;
+    be32(crc32(type + data));
+    return c;
+}
+
+// The PNG with colour chunks put right after its header (IHDR is always 33 bytes in).
+std::string withChunks(const std::string &png, std::uint32_t gamma, bool srgbChunk) {
+    std::string data;
+    for (int i = 3; i >= 0; --i)
+        data.push_back(char((gamma >> (8 * i)) & 0xFF));
+    std::string chunks = pngChunk("gAMA", data);
+    if (srgbChunk)
+        chunks += pngChunk("sRGB", std::string(1, '\0'));
+    return png.substr(0, 33) + chunks + png.substr(33);
+}
+
+// What a viewer shows for a sample stored with this gamma (PNG units), in sRGB numbers;
+// gamma 0 stands for numbers that are sRGB already.
+double shownInSrgb(double stored, std::uint32_t gamma) {
+    if (gamma == 0)
+        return stored;
+    const double light = std::pow(stored / 255.0, 100000.0 / gamma);
+    const double encoded = light <= 0.0031308 ? light * 12.92 : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
+    return encoded * 255.0;
+}
+
+// A gAMA far from 1/2.2 (linear light, 1/1.8) changes how a PNG's numbers look. Outputs
+// that cannot carry the chunk must show the same colours; PNG output keeps chunk and
+// numbers; an sRGB chunk or a gamma of about 1/2.2 means the numbers are sRGB already.
+TEST_F(ColourAndMetadata, PngGammaKeepsTheColoursAcrossFormats) {
+    const Colour left{64, 128, 200}, right{16, 230, 100};
+    const VImage picture = solid(64, 64, left).join(solid(64, 64, right), VIPS_DIRECTION_HORIZONTAL);
+    save(picture, path("plain.png"));
+    save(to16Bit(picture), path("plain16.png"));
+    const std::string plain = readBytes(path("plain.png")), plain16 = readBytes(path("plain16.png"));
+    ASSERT_EQ(plain.substr(12, 4), "IHDR");
+
+    const auto expectShown = [&](const std::string &out, std::uint32_t gamma) {
+        for (auto [x, want] : {std::pair{20, left}, std::pair{100, right}}) {
+            Colour expected;
+            for (double v : want)
+                expected.push_back(shownInSrgb(v, gamma));
+            const Colour got = pixelAt(out, x, 32);
+            EXPECT_TRUE(near(got, expected, 5)) << out << " at x " << x << ": " << colourText(got) << " instead of "
+                                                << colourText(expected);
+        }
+    };
+    struct Case {
+        std::string name;
+        std::string bytes;
+        std::uint32_t shownGamma; // the gamma the numbers must be read with, 0 for sRGB
+    };
+    const std::vector<Case> cases{
+        {"linear", withChunks(plain, 100000, false), 100000},
+        {"linear16", withChunks(plain16, 100000, false), 100000},
+        {"gamma18", withChunks(plain, 55556, false), 55556},
+        {"gamma22", withChunks(plain, 45455, false), 0},
+        {"srgbchunk", withChunks(plain, 100000, true), 0},
+    };
+    for (const Case &c : cases) {
+        writeBytes(path(c.name + ".png"), c.bytes);
+        for (std::string fmt : {"jpg", "webp", "avif", "gif"}) {
+            SCOPED_TRACE(c.name + " to " + fmt);
+            const std::string out = path(c.name + "." + fmt);
+            RunResult r = run({"-in", path(c.name + ".png"), "-out", out, "-outformat", fmt});
+            ASSERT_EXIT_CODE(r, 0);
+            expectShown(out, c.shownGamma);
+        }
+    }
+    // The gamma-22 numbers were not touched: exactly the stored values, not a near miss.
+    const Colour untouched = pixelAt(path("gamma22.gif"), 20, 32);
+    EXPECT_TRUE(near(untouched, left, 1)) << colourText(untouched);
+
+    // PNG output carries the chunk on, with the numbers as stored.
+    RunResult r = run({"-in", path("linear.png"), "-out", path("linear-out.png"), "-outformat", "png"});
+    ASSERT_EXIT_CODE(r, 0);
+    EXPECT_TRUE(holds(readBytes(path("linear-out.png")), withChunks(plain, 100000, false).substr(33, 16)));
+    EXPECT_TRUE(near(pixelAt(path("linear-out.png"), 20, 32), left, 1));
+
+    // Choosing the format per image: whichever wins must show the linear colours, by its
+    // numbers or by the chunk that came along with them.
+    r = run({"-in", path("linear.png"), "-out", path("auto"), "-outformat", "auto", "-outext", "on"});
+    ASSERT_EXIT_CODE(r, 0);
+    for (std::string ext : {".png", ".jpg"}) {
+        if (!exists(path("auto" + ext)))
+            continue;
+        const std::string bytes = readBytes(path("auto" + ext));
+        expectShown(path("auto" + ext), holds(bytes, "gAMA") ? 0 : 100000);
     }
 }
 
