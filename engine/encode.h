@@ -67,4 +67,8 @@ Bytes encodeAvif(const vips::VImage &image, const AvifSettings &s);
 // Largest width and height each format can store.
 int maxDimension(Format f);
 
+// Whether libimagequant (palette PNG, GIF) accepts an image of this size: it refuses
+// rows of more than about 8.4 million pixels and more than 512 megapixels in all.
+bool quantiserTakes(int width, int height);
+
 } // namespace dravik

@@ -23,8 +23,13 @@ void report(const std::string &reason)
 
 bool looksLikeResourceExhaustion(const std::string &message)
 {
+    // libvips reports every failure of libimagequant (palette PNG, GIF) in the same words
+    // and drops its code. With what we ask of it (no quality floor, no progress callback
+    // that could abort, images within its size limits: see quantiserTakes) the only way
+    // left for it to fail is an allocation.
     for (const char *sign : {"out of memory", "unable to allocate", "Error creating thread", "Cannot allocate memory",
-                             "Resource temporarily unavailable", "memory exhausted", "Out of memory"})
+                             "Resource temporarily unavailable", "memory exhausted", "Out of memory",
+                             "quantisation failed", "dither failed"})
         if (message.find(sign) != std::string::npos)
             return true;
     return false;

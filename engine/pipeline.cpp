@@ -135,6 +135,9 @@ Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
     lossless.keep16Bit = false;
     if (!settings.palette)
         return encodePng(image, settings);
+    // A palette is only ever a saving: an image the quantiser cannot take stays lossless.
+    if (!quantiserTakes(image.width(), image.height()))
+        return encodePng(image, lossless);
     // A fixed quality asks for the palette version as such.
     if (o.quality)
         return encodePng(image, settings);

@@ -235,6 +235,52 @@ TEST_F(ExitCodes, MemoryLimitEndsCleanly) {
     }
 }
 
+// A palette PNG needs the quantiser's working copy of the pixels, the last large
+// allocation of the job. Where the address space runs out just there, that is out of
+// memory (85, the run stops), not a file that cannot be encoded (93). Halving the limit
+// between failing and succeeding ends right at that allocation. An image wider than the
+// quantiser takes is no memory matter: it is written lossless instead.
+TEST_F(ExitCodes, PaletteQuantiserOutOfMemory85) {
+    const std::string in = path("in.png");
+    save(photoLike(2000, 2000), in, "[compression=1]");
+    const std::vector<std::string> args{"-in", in, "-out", path("o.png"), "-outformat", "png", "-quality", "40"};
+    rlim_t failing = rlim_t(120) << 20, passing = rlim_t(1024) << 20;
+    RunOptions limited;
+    limited.addressSpaceLimit = passing;
+    ASSERT_EXIT_CODE(run(args, limited), 0);
+    unlink(path("o.png").c_str());
+    int failures = 0;
+    while (passing - failing > (rlim_t(512) << 10)) {
+        limited.addressSpaceLimit = (failing + passing) / 2;
+        SCOPED_TRACE(std::to_string(limited.addressSpaceLimit >> 10) + " KiB address space");
+        const auto before = listDir(dir());
+        RunResult r = run(args, limited);
+        expectCleanEnd(r);
+        ASSERT_TRUE(r.exited()) << r.describe();
+        EXPECT_TRUE(r.code == 0 || r.code == 85) << r.describe();
+        if (r.code == 0) {
+            passing = limited.addressSpaceLimit;
+            unlink(path("o.png").c_str());
+        } else {
+            failing = limited.addressSpaceLimit;
+            ++failures;
+            EXPECT_EQ(listDir(dir()), before);
+        }
+    }
+    EXPECT_GT(failures, 0) << "no limit failed: nothing was provoked";
+
+    save(solid(8388608, 2, {20, 120, 220}), path("wide.png"));
+    for (std::string level : {"-quality", "-reducemode"}) {
+        SCOPED_TRACE(level);
+        RunResult r = run({"-in", path("wide.png"), "-out", path("wide-out.png"), level, level == "-quality" ? "40" : "3"});
+        ASSERT_EXIT_CODE(r, 0);
+        ImageInfo o = inspect(path("wide-out.png"));
+        EXPECT_EQ(std::make_pair(o.width, o.height), std::make_pair(8388608, 2));
+        EXPECT_TRUE(near(pixelAt(path("wide-out.png"), 8388000, 1), {20, 120, 220}, 0));
+        unlink(path("wide-out.png").c_str());
+    }
+}
+
 // Killed in the middle of its work, the engine leaves the previous output intact and no
 // output of its own under the output name. Several moments, since where the kill lands
 // (decoding, searching, writing) is up to the machine.
