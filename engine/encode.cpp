@@ -58,6 +58,15 @@ int maxDimension(Format f)
     return 0;
 }
 
+bool quantiserTakes(int width, int height)
+{
+    // Its own bounds: a row of 16-byte working pixels, sixteen times over, must stay
+    // addressable with an int, and so must the whole RGBA image.
+    constexpr std::int64_t intMax = 2147483647;
+    return width > 0 && height > 0 && width <= intMax / 16 / 16 && height <= intMax / 8 &&
+           std::int64_t(width) * height <= intMax / 4;
+}
+
 Bytes encodePng(const vips::VImage &image, const PngSettings &s)
 {
     const auto save = [&](VipsForeignPngFilter filter) {
