@@ -18,7 +18,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <thread>
 
 #include <jpeglib.h>
 
@@ -189,12 +188,6 @@ CoefficientImage coefficientImageFor(j_compress_ptr cinfo)
     return image;
 }
 
-int codingThreads()
-{
-    const unsigned cores = std::thread::hardware_concurrency();
-    return int(std::clamp(cores, 1u, 4u));
-}
-
 struct Writer {
     jpeg_compress_struct *cinfo;
     ErrorManager *err;
@@ -294,7 +287,8 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     jpeg_destroy_compress(&cinfo);
     if (!s.progressive)
         return std::move(destination.bytes);
-    return writeProgressiveJpeg(coefficients, JpegFileHeader{dpi, metadata}, codingThreads());
+    return writeProgressiveJpeg(coefficients, JpegFileHeader{dpi ? 1 : 0, dpi ? dpi : 1, dpi ? dpi : 1, metadata},
+                                codingThreads());
 }
 
 } // namespace dravik

@@ -1,12 +1,14 @@
 #include "jpeglossless.h"
 
 #include "jpegdest.h"
+#include "jpegscans.h"
 
 #include <csetjmp>
 #include <cstdio>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 
 #include <jpeglib.h>
 #include <turbojpeg.h>
@@ -73,6 +75,14 @@ void resetExifOrientation(Bytes &jpeg)
     }
 }
 
+// Markers carried over by policy; an old mark is dropped, the caller adds a fresh one.
+bool keepsMarker(const jpeg_saved_marker_ptr m, const LosslessJpegOptions &o)
+{
+    if (m->marker == JPEG_APP0 + 15)
+        return false;
+    return isIcc(m) ? o.keepIcc : o.keepMetadata;
+}
+
 // APP2 ICC_PROFILE segments of a JPEG, as raw bytes, in order.
 Bytes iccSegments(const Bytes &jpeg)
 {
@@ -89,6 +99,62 @@ Bytes iccSegments(const Bytes &jpeg)
     return out;
 }
 
+// Our scan coder writes JFIF files: YCbCr or grey, eight bits. Anything else (CMYK,
+// RGB without a colour transform) stays with libjpeg, which keeps its own markers.
+bool fitsOurScanCoder(const jpeg_decompress_struct &src)
+{
+    return src.data_precision == 8 && ((src.num_components == 3 && src.jpeg_color_space == JCS_YCbCr) ||
+                                       (src.num_components == 1 && src.jpeg_color_space == JCS_GRAYSCALE));
+}
+
+// The source's coefficients as our scan coder takes them. libjpeg's block arrays span
+// whole MCUs, so the padding blocks of the interleaved DC scan are there to copy.
+CoefficientImage coefficientsOf(j_decompress_ptr src, jvirt_barray_ptr *arrays)
+{
+    CoefficientImage image;
+    image.width = int(src->image_width);
+    image.height = int(src->image_height);
+    image.mcusPerRow = int((src->image_width + 8 * unsigned(src->max_h_samp_factor) - 1) / (8 * unsigned(src->max_h_samp_factor)));
+    image.mcuRows = int((src->image_height + 8 * unsigned(src->max_v_samp_factor) - 1) / (8 * unsigned(src->max_v_samp_factor)));
+    const bool interleaved = src->num_components > 1;
+    int tables = 0;
+    for (int ci = 0; ci < src->num_components; ++ci) {
+        const jpeg_component_info &comp = src->comp_info[ci];
+        CoefficientPlane plane;
+        plane.id = comp.component_id;
+        plane.hSampling = interleaved ? comp.h_samp_factor : 1;
+        plane.vSampling = interleaved ? comp.v_samp_factor : 1;
+        plane.quantTable = comp.quant_tbl_no;
+        plane.widthInBlocks = int(comp.width_in_blocks);
+        plane.heightInBlocks = int(comp.height_in_blocks);
+        const int stride = interleaved ? image.mcusPerRow * comp.h_samp_factor : plane.widthInBlocks;
+        const int rows = interleaved ? image.mcuRows * comp.v_samp_factor : plane.heightInBlocks;
+        plane.allocate(stride, rows);
+        // The arrays are rounded up to the component's sampling factors, which is the
+        // MCU grid; keep within both all the same.
+        const int arrayWidth = int((comp.width_in_blocks + JDIMENSION(comp.h_samp_factor) - 1) /
+                                   JDIMENSION(comp.h_samp_factor) * JDIMENSION(comp.h_samp_factor));
+        const int arrayRows = int((comp.height_in_blocks + JDIMENSION(comp.v_samp_factor) - 1) /
+                                  JDIMENSION(comp.v_samp_factor) * JDIMENSION(comp.v_samp_factor));
+        for (int by = 0; by < std::min(rows, arrayRows); ++by) {
+            JBLOCKARRAY row = (*src->mem->access_virt_barray)(reinterpret_cast<j_common_ptr>(src), arrays[ci],
+                                                              JDIMENSION(by), 1, FALSE);
+            for (int bx = 0; bx < std::min(stride, arrayWidth); ++bx)
+                plane.store(bx, by, row[0][bx]);
+        }
+        image.planes.push_back(std::move(plane));
+        tables = std::max(tables, comp.quant_tbl_no + 1);
+    }
+    for (int t = 0; t < tables; ++t) {
+        std::array<std::uint16_t, 64> q {};
+        if (src->quant_tbl_ptrs[t])
+            for (int k = 0; k < 64; ++k)
+                q[std::size_t(k)] = src->quant_tbl_ptrs[t]->quantval[k];
+        image.quantTables.push_back(q);
+    }
+    return image;
+}
+
 } // namespace
 
 std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, const LosslessJpegOptions &o)
@@ -103,7 +169,9 @@ std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, c
     tjtransform transform {};
     transform.op = operations[orientation];
     // PERFECT refuses instead of dropping or garbling partial edge blocks.
-    transform.options = TJXOPT_PERFECT | (o.progressive ? TJXOPT_PROGRESSIVE : 0) | (o.keepMetadata ? 0 : TJXOPT_COPYNONE);
+    // Sequential here; the rewrite below makes it progressive when asked, faster than
+    // TurboJPEG's own progressive output.
+    transform.options = TJXOPT_PERFECT | (o.keepMetadata ? 0 : TJXOPT_COPYNONE);
     unsigned char *out = nullptr;
     unsigned long outSize = 0;
     const int rc = tjTransform(handle, input.data(), static_cast<unsigned long>(input.size()), 1, &out, &outSize,
@@ -121,9 +189,9 @@ std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, c
     }
     tjFree(out);
     tjDestroy(handle);
-    // The transform keeps the source's Huffman tables in baseline mode; the
-    // coefficient rewrite below makes them optimal either way.
-    if (result && !o.progressive)
+    // The transform keeps the source's Huffman tables; the coefficient rewrite below
+    // makes them optimal, and the file progressive unless baseline is asked.
+    if (result)
         if (std::optional<Bytes> optimised = optimiseJpegLosslessly(*result, o))
             result = std::move(optimised);
     return result;
@@ -161,6 +229,23 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     jpeg_read_header(&src, TRUE);
     jvirt_barray_ptr *coefficients = jpeg_read_coefficients(&src);
 
+    if (o.progressive && fitsOurScanCoder(src)) {
+        CoefficientImage image = coefficientsOf(&src, coefficients);
+        JpegFileHeader header;
+        if (src.saw_JFIF_marker) {
+            header.densityUnit = src.density_unit;
+            header.xDensity = src.X_density;
+            header.yDensity = src.Y_density;
+        }
+        for (jpeg_saved_marker_ptr m = src.marker_list; m; m = m->next)
+            if (keepsMarker(m, o))
+                header.segments.push_back({static_cast<unsigned char>(m->marker), Bytes(m->data, m->data + m->data_length)});
+        jpeg_finish_decompress(&src);
+        jpeg_destroy_compress(&dst);
+        jpeg_destroy_decompress(&src);
+        return writeProgressiveJpeg(image, header, codingThreads());
+    }
+
     jpeg_copy_critical_parameters(&src, &dst);
     dst.optimize_coding = TRUE;
     if (o.progressive)
@@ -168,14 +253,9 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     destination.attach(&dst);
     jpeg_write_coefficients(&dst, coefficients);
 
-    for (jpeg_saved_marker_ptr m = src.marker_list; m; m = m->next) {
-        const bool icc = isIcc(m);
-        if (icc ? !o.keepIcc : !o.keepMetadata)
-            continue;
-        if (m->marker == JPEG_APP0 + 15) // an old mark; the caller adds a fresh one
-            continue;
-        jpeg_write_marker(&dst, m->marker, m->data, m->data_length);
-    }
+    for (jpeg_saved_marker_ptr m = src.marker_list; m; m = m->next)
+        if (keepsMarker(m, o))
+            jpeg_write_marker(&dst, m->marker, m->data, m->data_length);
 
     jpeg_finish_compress(&dst);
     jpeg_finish_decompress(&src);

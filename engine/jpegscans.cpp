@@ -280,13 +280,13 @@ void putSegment(Bytes &out, unsigned char marker, const Bytes &payload)
     out.insert(out.end(), payload.begin(), payload.end());
 }
 
-Bytes jfif(int dotsPerInch)
+Bytes jfif(const JpegFileHeader &h)
 {
-    const bool dpi = dotsPerInch >= 1 && dotsPerInch <= 65535;
-    const unsigned density = dpi ? unsigned(dotsPerInch) : 1;
-    Bytes p = {'J', 'F', 'I', 'F', 0, 1, 1, static_cast<unsigned char>(dpi ? 1 : 0)};
-    put16(p, density);
-    put16(p, density);
+    const bool valid = h.densityUnit >= 0 && h.densityUnit <= 2 && h.xDensity >= 1 && h.xDensity <= 65535 &&
+                       h.yDensity >= 1 && h.yDensity <= 65535;
+    Bytes p = {'J', 'F', 'I', 'F', 0, 1, 1, static_cast<unsigned char>(valid ? h.densityUnit : 0)};
+    put16(p, valid ? unsigned(h.xDensity) : 1);
+    put16(p, valid ? unsigned(h.yDensity) : 1);
     p.push_back(0); // no thumbnail
     p.push_back(0);
     return p;
@@ -514,6 +514,12 @@ std::array<std::uint8_t, 256> huffmanCodeLengths(const std::array<std::uint32_t,
     return lengths;
 }
 
+int codingThreads()
+{
+    const unsigned cores = std::thread::hardware_concurrency();
+    return int(std::clamp(cores, 1u, 4u));
+}
+
 Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads)
 {
     const std::vector<Scan> scans = scanScript(image, threads);
@@ -576,7 +582,7 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
     Bytes out;
     out.reserve(total + 4096);
     putMarker(out, 0xD8);
-    putSegment(out, 0xE0, jfif(header.dotsPerInch));
+    putSegment(out, 0xE0, jfif(header));
     for (const JpegSegment &s : header.segments)
         if (s.payload.size() + 2 <= 65535)
             putSegment(out, s.marker, s.payload);

@@ -62,14 +62,20 @@ struct JpegSegment {
     Bytes payload;
 };
 
-// JFIF density in dots per inch; 0 writes the unitless 1:1 aspect ratio.
+// What the JFIF segment says of the pixel size: unit 0 is an aspect ratio only, 1 dots
+// per inch, 2 dots per centimetre.
 struct JpegFileHeader {
-    int dotsPerInch = 0;
+    int densityUnit = 0;
+    int xDensity = 1;
+    int yDensity = 1;
     std::vector<JpegSegment> segments; // in the order they are to be written
 };
 
 // ICC profiles longer than one segment are split over numbered APP2 segments.
 std::vector<JpegSegment> iccSegmentsFor(const unsigned char *profile, std::size_t length);
+
+// Threads worth coding on: the cores, up to four.
+int codingThreads();
 
 // The progressive file: a DC scan of all components, then one AC scan per component,
 // with Huffman tables optimised per scan. `threads` <= 1 codes on the calling thread.

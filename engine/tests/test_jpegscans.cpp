@@ -1,6 +1,7 @@
 // Our progressive scan coder: its files must carry exactly the coefficients libjpeg
 // computed, so they decode to the very pixels of libjpeg's own baseline file.
 #include "encode.h"
+#include "jpeglossless.h"
 #include "jpegscans.h"
 
 #include <gtest/gtest.h>
@@ -186,5 +187,44 @@ TEST(JpegScans, IccProfilesSpanSeveralSegmentsAndReadBackWhole)
         const void *data = back.get_blob(VIPS_META_ICC_NAME, &length);
         ASSERT_EQ(length, profile.size());
         EXPECT_EQ(std::memcmp(data, profile.data(), length), 0);
+    }
+}
+
+TEST(JpegScans, LosslessRewriteKeepsEveryCoefficientAndTheDensity)
+{
+    struct Case {
+        const char *name;
+        vips::VImage image;
+        bool interlace;
+        bool subsample;
+    };
+    const Case cases[] = {
+        {"4:2:0 with padding blocks", busyImage(203, 77, 3), false, true},
+        {"4:4:4", busyImage(96, 50, 3), false, false},
+        {"grey", busyImage(131, 45, 1), false, false},
+        {"progressive source", busyImage(150, 99, 3), true, true},
+        {"large, in restart intervals", busyImage(1300, 900, 3), false, true},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        // Resolution in pixels per millimetre.
+        const vips::VImage image = c.image.copy(vips::VImage::option()->set("xres", 300 / 25.4)->set("yres", 150 / 25.4));
+        VipsBlob *blob = image.jpegsave_buffer(vips::VImage::option()
+                                                   ->set("Q", 92)
+                                                   ->set("interlace", c.interlace)
+                                                   ->set("subsample_mode", c.subsample ? VIPS_FOREIGN_SUBSAMPLE_ON
+                                                                                       : VIPS_FOREIGN_SUBSAMPLE_OFF));
+        size_t length = 0;
+        const auto *p = static_cast<const unsigned char *>(vips_blob_get(blob, &length));
+        const Bytes input(p, p + length);
+        vips_area_unref(VIPS_AREA(blob));
+
+        const std::optional<Bytes> out = optimiseJpegLosslessly(input, {true, true, true});
+        ASSERT_TRUE(out.has_value());
+        EXPECT_TRUE(hasMarker(*out, 0xC2));
+        const vips::VImage a = decode(input), b = decode(*out);
+        EXPECT_EQ((a - b).abs().max(), 0.0);
+        EXPECT_NEAR(b.xres() * 25.4, 300, 0.5);
+        EXPECT_NEAR(b.yres() * 25.4, 150, 0.5);
     }
 }
