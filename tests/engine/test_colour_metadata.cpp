@@ -231,9 +231,13 @@ TEST_F(ColourAndMetadata, AvifMetadataFollowsStripWithTheProfilePolicy) {
         EXPECT_LT(meanDifference(loadFirstPage(out), want), 4);
     }
 
-    // Alpha lives in an item of its own whose data moves when the EXIF goes; a PNG without
-    // any metadata gets none made up for it either, also with keep.
-    save(withProfile(quadrants(300, 200, true), p3), path("alpha.png"));
+    // Alpha lives in an item of its own, and XMP without EXIF puts the made-up EXIF between
+    // items that stay: their data moves when it goes. No EXIF is made up for a PNG that
+    // has none, also with keep.
+    VImage alpha = withProfile(quadrants(300, 200, true), p3);
+    vips_image_set_blob_copy(alpha.get_image(), VIPS_META_XMP_NAME, xmp.data(), xmp.size());
+    save(alpha, path("alpha.png"));
+    ASSERT_TRUE(inspect(path("alpha.png")).xmp);
     for (std::string metadata : {"strip", "keep"}) {
         SCOPED_TRACE("alpha, " + metadata);
         const std::string out = path("alpha-" + metadata + ".avif");
@@ -246,6 +250,13 @@ TEST_F(ColourAndMetadata, AvifMetadataFollowsStripWithTheProfilePolicy) {
         EXPECT_EQ(o.bands, 4);
         EXPECT_FALSE(o.exif);
         EXPECT_FALSE(holds(readBytes(out), "Exif"));
+        ASSERT_EQ(o.xmp, metadata == "keep");
+        if (o.xmp) {
+            size_t length = 0;
+            const VImage back = loadFirstPage(out);
+            const void *data = back.get_blob(VIPS_META_XMP_NAME, &length);
+            EXPECT_TRUE(holds(std::string(static_cast<const char *>(data), length), xmp));
+        }
         for (auto [x, y] : {std::pair{50, 50}, std::pair{250, 50}, std::pair{50, 150}, std::pair{250, 150}}) {
             const Colour want = pixelAt(path("alpha.png"), x, y), got = pixelAt(out, x, y);
             EXPECT_TRUE(near(got, want, 6)) << x << "," << y << ": " << colourText(got) << " for " << colourText(want);
