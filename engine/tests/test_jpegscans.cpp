@@ -228,3 +228,34 @@ TEST(JpegScans, LosslessRewriteKeepsEveryCoefficientAndTheDensity)
         EXPECT_NEAR(b.yres() * 25.4, 150, 0.5);
     }
 }
+
+TEST(JpegScans, EndOfBandRunsLongerThanOneSymbolCarries)
+{
+    // Flat blocks only, more of them than one end-of-band run can count (32767): each
+    // 8x8 block decodes to 128 + its DC when the DC quantiser is 8.
+    const int blocksWide = 200, blocksHigh = 190;
+    CoefficientImage image;
+    image.width = 8 * blocksWide;
+    image.height = 8 * blocksHigh;
+    image.quantTables.push_back({});
+    image.quantTables[0].fill(8);
+    CoefficientPlane plane;
+    plane.widthInBlocks = blocksWide;
+    plane.heightInBlocks = blocksHigh;
+    plane.allocate(blocksWide, blocksHigh);
+    const auto dcOf = [](int bx, int by) { return (bx * 7 + by * 13) % 201 - 100; };
+    for (int by = 0; by < blocksHigh; ++by)
+        for (int bx = 0; bx < blocksWide; ++bx) {
+            short block[64] = {};
+            block[0] = short(dcOf(bx, by));
+            plane.store(bx, by, block);
+        }
+    image.planes.push_back(std::move(plane));
+    for (int threads : {1, 3}) {
+        const vips::VImage decoded = decode(writeProgressiveJpeg(image, {}, threads));
+        ASSERT_EQ(decoded.width(), image.width);
+        for (int by = 0; by < blocksHigh; by += 37)
+            for (int bx = 0; bx < blocksWide; bx += 23)
+                EXPECT_EQ(decoded.getpoint(bx * 8 + 3, by * 8 + 5)[0], 128 + dcOf(bx, by)) << bx << "," << by;
+    }
+}
