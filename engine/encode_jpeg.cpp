@@ -17,6 +17,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <string>
 
 #include <jpeglib.h>
@@ -126,11 +128,13 @@ private:
 struct CoefficientCapture {
     jpeg_entropy_encoder pub {}; // first member: libjpeg only sees this part
     CoefficientImage *image = nullptr;
+    ProgressiveJpegWriter *writer = nullptr; // counts each MCU row as it completes
     long mcu = 0;
 
-    void install(j_compress_ptr cinfo, CoefficientImage *into)
+    void install(j_compress_ptr cinfo, CoefficientImage *into, ProgressiveJpegWriter *counter)
     {
         image = into;
+        writer = counter;
         pub.start_pass = [](j_compress_ptr, boolean) {};
         pub.encode_mcu = &keep;
         pub.finish_pass = [](j_compress_ptr) {};
@@ -140,19 +144,38 @@ struct CoefficientCapture {
 private:
     static boolean keep(j_compress_ptr cinfo, JBLOCKROW *blocks)
     {
-        auto *self = reinterpret_cast<CoefficientCapture *>(cinfo->entropy);
-        const int mx = int(self->mcu % long(cinfo->MCUs_per_row));
-        const int my = int(self->mcu / long(cinfo->MCUs_per_row));
-        ++self->mcu;
+        bool outOfMemory = false;
+        try {
+            reinterpret_cast<CoefficientCapture *>(cinfo->entropy)->take(cinfo, blocks);
+        } catch (const std::bad_alloc &) {
+            outOfMemory = true;
+        }
+        if (outOfMemory) {
+            // Out through libjpeg's own error path: an exception cannot cross its C frames.
+            auto *err = reinterpret_cast<ErrorManager *>(cinfo->err);
+            std::snprintf(err->message, sizeof err->message, "out of memory");
+            std::longjmp(*err->jump, 1);
+        }
+        return TRUE;
+    }
+
+    void take(j_compress_ptr cinfo, JBLOCKROW *blocks)
+    {
+        const int mx = int(mcu % long(cinfo->MCUs_per_row));
+        const int my = int(mcu / long(cinfo->MCUs_per_row));
+        ++mcu;
         int b = 0;
         for (int ci = 0; ci < cinfo->comps_in_scan; ++ci) {
             const jpeg_component_info *comp = cinfo->cur_comp_info[ci];
-            CoefficientPlane &plane = self->image->planes[std::size_t(comp->component_index)];
+            CoefficientPlane &plane = image->planes[std::size_t(comp->component_index)];
             for (int y = 0; y < comp->MCU_height; ++y)
                 for (int x = 0; x < comp->MCU_width; ++x)
                     plane.store(mx * comp->MCU_width + x, my * comp->MCU_height + y, blocks[b++][0]);
         }
-        return TRUE;
+        // Counting here keeps the work off the end: this thread waits for the decoder
+        // more than the decoder waits for it.
+        if (mx + 1 == int(cinfo->MCUs_per_row))
+            writer->rowsStored(my + 1);
     }
 };
 
@@ -231,6 +254,7 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     DiscardDestination discard;
     CoefficientCapture capture;
     CoefficientImage coefficients;
+    std::unique_ptr<ProgressiveJpegWriter> progressive;
     std::jmp_buf jump;
     err.jump = &jump;
     if (setjmp(jump)) {
@@ -265,7 +289,8 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
         discard.attach(&cinfo);
         jpeg_start_compress(&cinfo, TRUE);
         coefficients = coefficientImageFor(&cinfo);
-        capture.install(&cinfo, &coefficients);
+        progressive = std::make_unique<ProgressiveJpegWriter>(coefficients, codingThreads());
+        capture.install(&cinfo, &coefficients, progressive.get());
     } else {
         cinfo.optimize_coding = TRUE;
         destination.attach(&cinfo);
@@ -287,8 +312,7 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     jpeg_destroy_compress(&cinfo);
     if (!s.progressive)
         return std::move(destination.bytes);
-    return writeProgressiveJpeg(coefficients, JpegFileHeader{dpi ? 1 : 0, dpi ? dpi : 1, dpi ? dpi : 1, metadata},
-                                codingThreads());
+    return progressive->finish(JpegFileHeader{dpi ? 1 : 0, dpi ? dpi : 1, dpi ? dpi : 1, metadata});
 }
 
 } // namespace dravik

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -65,55 +66,170 @@ HuffmanTable tableFor(Counts counts)
 }
 
 // Entropy-coded bytes, with a zero stuffed after every 0xFF as the format demands.
+// Bits gather in a 64-bit word and leave four bytes at a time.
 class BitWriter {
 public:
-    explicit BitWriter(Bytes &out) : out_(out) {}
+    BitWriter(Bytes &out, std::size_t expected) : out_(out) { out_.resize(expected + 16); }
 
-    void put(std::uint32_t bits, int count)
+    void put(std::uint32_t bits, int count) // count <= 32
     {
         buffer_ = (buffer_ << count) | bits;
         filled_ += count;
-        while (filled_ >= 8) {
-            filled_ -= 8;
-            const unsigned char byte = static_cast<unsigned char>(buffer_ >> filled_);
-            out_.push_back(byte);
-            if (byte == 0xFF)
-                out_.push_back(0);
+        if (filled_ >= 32) {
+            filled_ -= 32;
+            putWord(std::uint32_t(buffer_ >> filled_));
         }
     }
 
-    // The last byte is padded with one bits.
-    void flush()
+    // Pads the last byte with one bits; the output ends where the bits do.
+    void finish()
     {
-        if (filled_ > 0)
-            put((1u << (8 - filled_)) - 1, 8 - filled_);
+        if (filled_ % 8)
+            put((1u << (8 - filled_ % 8)) - 1, 8 - filled_ % 8);
+        while (filled_ >= 8) {
+            filled_ -= 8;
+            putByte(static_cast<unsigned char>(buffer_ >> filled_));
+        }
+        out_.resize(end_);
     }
 
 private:
+    void room(std::size_t bytes)
+    {
+        if (end_ + bytes > out_.size())
+            out_.resize(out_.size() * 2 + bytes);
+    }
+
+    void putByte(unsigned char byte)
+    {
+        room(2);
+        out_[end_++] = byte;
+        if (byte == 0xFF)
+            out_[end_++] = 0;
+    }
+
+    void putWord(std::uint32_t word)
+    {
+        // A byte of the word is 0xFF exactly when the inverted word has a zero byte.
+        const std::uint32_t inverted = ~word;
+        if (((inverted - 0x01010101u) & ~inverted & 0x80808080u) == 0) {
+            room(4);
+            unsigned char *p = out_.data() + end_;
+            p[0] = static_cast<unsigned char>(word >> 24);
+            p[1] = static_cast<unsigned char>(word >> 16);
+            p[2] = static_cast<unsigned char>(word >> 8);
+            p[3] = static_cast<unsigned char>(word);
+            end_ += 4;
+            return;
+        }
+        for (int shift = 24; shift >= 0; shift -= 8)
+            putByte(static_cast<unsigned char>(word >> shift));
+    }
+
     Bytes &out_;
+    std::size_t end_ = 0;
     std::uint64_t buffer_ = 0;
     int filled_ = 0;
 };
 
+// Correction bits of a refinement scan, waiting for the symbol they follow.
+class BitQueue {
+public:
+    bool empty() const { return size_ == 0; }
+
+    void push(std::uint32_t bits, int count) // count <= 32, bits within count
+    {
+        if (count == 0)
+            return;
+        const int used = int(size_ & 63);
+        if (used == 0)
+            words_.push_back(0);
+        const int free = 64 - used;
+        if (count <= free) {
+            words_.back() |= std::uint64_t(bits) << (free - count);
+        } else {
+            words_.back() |= std::uint64_t(bits) >> (count - free);
+            words_.push_back(std::uint64_t(bits) << (64 - (count - free)));
+        }
+        size_ += std::size_t(count);
+    }
+
+    // Calls out(bits, count) with every bit in order, at most 32 at a time.
+    template <class Out>
+    void forEach(Out &&out) const
+    {
+        std::size_t left = size_;
+        for (std::uint64_t w : words_) {
+            const int n = int(std::min<std::size_t>(64, left));
+            left -= std::size_t(n);
+            if (n > 32) {
+                out(std::uint32_t(w >> 32), 32);
+                const std::uint32_t low = std::uint32_t(w >> (64 - n)); // the next n - 32 bits
+                out(n == 64 ? low : low & ((1u << (n - 32)) - 1), n - 32);
+            } else {
+                out(std::uint32_t(w >> (64 - n)), n);
+            }
+        }
+    }
+
+    void append(const BitQueue &other)
+    {
+        other.forEach([this](std::uint32_t bits, int count) { push(bits, count); });
+    }
+
+    void clear()
+    {
+        words_.clear();
+        size_ = 0;
+    }
+
+private:
+    std::vector<std::uint64_t> words_;
+    std::size_t size_ = 0;
+};
+
+// While counting only how many correction bits wait matters.
+class BitCount {
+public:
+    bool empty() const { return size_ == 0; }
+    void push(std::uint32_t, int count) { size_ += std::size_t(count); }
+    void append(const BitCount &other) { size_ += other.size_; }
+    void clear() { size_ = 0; }
+    std::size_t size() const { return size_; }
+
+private:
+    std::size_t size_ = 0;
+};
+
 struct CountingSink {
+    using Queue = BitCount;
     std::array<Counts, 2> counts {};
     std::uint64_t plainBits = 0; // besides the symbols' codes
     void emit(int table, int symbol, std::uint32_t, int extraBits)
     {
-        ++counts[table][symbol];
+        ++counts[std::size_t(table)][std::size_t(symbol)];
         plainBits += std::uint64_t(extraBits);
     }
+    void raw(const BitCount &bits) { plainBits += bits.size(); }
     void raw(std::uint32_t, int count) { plainBits += std::uint64_t(count); }
 };
 
 struct CodingSink {
-    CodingSink(Bytes &out, const HuffmanTable *a, const HuffmanTable *b) : writer(out), tables{a, b} {}
+    using Queue = BitQueue;
+    CodingSink(Bytes &out, std::size_t expected, const HuffmanTable *a, const HuffmanTable *b)
+        : writer(out, expected), tables{a, b}
+    {
+    }
     BitWriter writer;
     const HuffmanTable *tables[2];
     void emit(int table, int symbol, std::uint32_t extra, int extraBits)
     {
         const HuffmanTable &t = *tables[table];
         writer.put((std::uint32_t(t.code[symbol]) << extraBits) | extra, t.length[symbol] + extraBits);
+    }
+    void raw(const BitQueue &bits)
+    {
+        bits.forEach([this](std::uint32_t b, int n) { writer.put(b, n); });
     }
     void raw(std::uint32_t bits, int count) { writer.put(bits, count); }
 };
@@ -138,196 +254,209 @@ struct Scan {
     bool needsTable() const { return !(isDc() && isRefinement()); }
 };
 
-// Visits the blocks of the DC scan in MCU order: fn(slot in scan, table, block's DC).
-template <class Fn>
-void forEachDc(const CoefficientImage &image, const Scan &scan, long first, long last, Fn &&fn)
-{
-    if (scan.planes.size() == 1) {
-        const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
-        const int table = scan.planes[0] == 0 ? 0 : 1;
-        for (long m = first; m < last; ++m)
-            fn(0, table, p.dcAt(int(m % p.widthInBlocks), int(m / p.widthInBlocks)));
-        return;
-    }
-    for (long m = first; m < last; ++m) {
-        const int mx = int(m % image.mcusPerRow);
-        const int my = int(m / image.mcusPerRow);
-        for (std::size_t slot = 0; slot < scan.planes.size(); ++slot) {
-            const CoefficientPlane &p = image.planes[std::size_t(scan.planes[slot])];
-            const int table = scan.planes[slot] == 0 ? 0 : 1;
-            for (int y = 0; y < p.vSampling; ++y)
-                for (int x = 0; x < p.hSampling; ++x)
-                    fn(int(slot), table, p.dcAt(mx * p.hSampling + x, my * p.vSampling + y));
-        }
-    }
-}
-
-// DC: differences to the previous block of the same component, luma and chroma with
-// tables of their own; a refinement adds one plain bit per block.
+// Codes (or counts, with CountingSink) one scan, a range of MCUs at a time; the state
+// between ranges is what runs on within a restart interval: DC predictions, the
+// end-of-band run and the correction bits that wait with it.
 template <class Sink>
-void codeDcSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
-{
-    if (scan.isRefinement()) {
-        forEachDc(image, scan, first, last, [&](int, int, int dc) { sink.raw(std::uint32_t(dc >> scan.al) & 1, 1); });
-        return;
-    }
-    int previous[4] = {0, 0, 0, 0};
-    forEachDc(image, scan, first, last, [&](int slot, int table, int dc) {
-        const int value = dc >> scan.al; // an arithmetic shift, as the format defines it for DC
-        const int diff = value - previous[slot];
-        previous[slot] = value;
-        const int n = category(diff);
-        sink.emit(table, n, extraBits(diff, n), n);
-    });
-}
+class ScanCoder {
+public:
+    ScanCoder(const CoefficientImage &image, const Scan &scan, Sink &sink) : image_(image), scan_(scan), sink_(sink) {}
 
-// Visits the blocks of one component's band in raster order, whole block rows:
-// fn(mask of the block's non-zero coefficients in the band, the values of those).
-template <class Fn>
-void forEachAcBlock(const CoefficientPlane &p, const Scan &scan, long first, long last, Fn &&fn)
-{
-    const std::uint64_t below = (1ull << scan.ss) - 1;
-    const std::uint64_t band = (scan.se == 63 ? ~0ull : (1ull << (scan.se + 1)) - 1) & ~below;
-    const int width = p.widthInBlocks;
-    for (long row = first / width; row < (last + width - 1) / width; ++row) {
-        const std::uint64_t *masks = &p.acMask[std::size_t(row) * std::size_t(width)];
-        const std::int16_t *values = p.ac[std::size_t(row)].values.data();
-        for (int bx = 0; bx < width; ++bx) {
-            const std::uint64_t mask = masks[bx];
-            // Values are packed: step over those before and after the band by counting
-            // bits (no popcount instruction on the base x86-64 target; bands are wide).
-            const std::int16_t *v = values;
-            for (std::uint64_t skip = mask & below; skip; skip &= skip - 1)
-                ++v;
-            const std::uint64_t bits = mask & band;
-            values = v;
-            for (std::uint64_t b = bits; b; b &= b - 1)
-                ++values;
-            for (std::uint64_t skip = mask & ~(band | below); skip; skip &= skip - 1)
-                ++values;
-            fn(bits, v);
-        }
+    void code(long first, long last)
+    {
+        if (scan_.isDc())
+            codeDc(first, last);
+        else if (scan_.isRefinement())
+            codeAcRefinement(first, last);
+        else
+            codeAcFirst(first, last);
     }
-}
 
-// A first AC scan over the band ss..se: each non-zero coefficient as (zero run,
-// category) plus its bits; blocks whose band is empty to its end are gathered into one
-// end-of-band run across blocks.
-template <class Sink>
-void codeAcFirstSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
-{
-    std::uint32_t eobRun = 0;
-    const auto flushRun = [&] {
-        if (!eobRun)
+    // At a restart marker, and at the end of the scan.
+    void endSegment()
+    {
+        flushRun();
+        std::fill(std::begin(previous_), std::end(previous_), 0);
+    }
+
+private:
+    // Visits the blocks of the DC scan in MCU order: fn(slot in scan, table, block's DC).
+    template <class Fn>
+    void forEachDc(long first, long last, Fn &&fn)
+    {
+        if (scan_.planes.size() == 1) {
+            const CoefficientPlane &p = image_.planes[std::size_t(scan_.planes[0])];
+            const int table = scan_.planes[0] == 0 ? 0 : 1;
+            for (long m = first; m < last; ++m)
+                fn(0, table, p.dcAt(int(m % p.widthInBlocks), int(m / p.widthInBlocks)));
             return;
-        const int n = std::bit_width(eobRun) - 1;
-        sink.emit(0, n << 4, eobRun & ((1u << n) - 1), n);
-        eobRun = 0;
-    };
-    const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
-    forEachAcBlock(p, scan, first, last, [&](std::uint64_t bits, const std::int16_t *v) {
-        int previous = scan.ss - 1; // last coefficient coded
-        for (; bits; bits &= bits - 1, ++v) {
-            const int value = pointTransformed(*v, scan.al);
-            if (value == 0)
-                continue;
-            const int k = std::countr_zero(bits);
-            flushRun();
-            int run = k - previous - 1;
-            for (; run > 15; run -= 16)
-                sink.emit(0, 0xF0, 0, 0);
-            const int n = category(value);
-            sink.emit(0, (run << 4) | n, extraBits(value, n), n);
-            previous = k;
         }
-        if (previous < scan.se && ++eobRun == kMaxEobRun)
-            flushRun();
-    });
-    flushRun();
-}
+        for (long m = first; m < last; ++m) {
+            const int mx = int(m % image_.mcusPerRow);
+            const int my = int(m / image_.mcusPerRow);
+            for (std::size_t slot = 0; slot < scan_.planes.size(); ++slot) {
+                const CoefficientPlane &p = image_.planes[std::size_t(scan_.planes[slot])];
+                const int table = scan_.planes[slot] == 0 ? 0 : 1;
+                for (int y = 0; y < p.vSampling; ++y)
+                    for (int x = 0; x < p.hSampling; ++x)
+                        fn(int(slot), table, p.dcAt(mx * p.hSampling + x, my * p.vSampling + y));
+            }
+        }
+    }
 
-// An AC refinement: coefficients that become non-zero at this bit are coded like a
-// first scan (always of magnitude one, so with a sign bit only); those already non-zero
-// get their next bit as a plain correction bit, which waits for the next symbol, or
-// travels with the end-of-band run its block joins.
-template <class Sink>
-void codeAcRefineSegment(const CoefficientImage &image, const Scan &scan, long first, long last, Sink &sink)
-{
-    std::uint32_t eobRun = 0;
-    std::vector<std::uint8_t> runBits;   // correction bits of the blocks in the run
-    std::vector<std::uint8_t> blockBits; // correction bits of this block, not yet sent
-    const auto sendBits = [&](std::vector<std::uint8_t> &bits) {
-        for (std::uint8_t b : bits)
-            sink.raw(b, 1);
-        bits.clear();
-    };
-    const auto flushRun = [&] {
-        if (!eobRun)
+    // DC: differences to the previous block of the same component, luma and chroma with
+    // tables of their own; a refinement adds one plain bit per block.
+    void codeDc(long first, long last)
+    {
+        if (scan_.isRefinement()) {
+            forEachDc(first, last, [&](int, int, int dc) { sink_.raw(std::uint32_t(dc >> scan_.al) & 1, 1); });
             return;
-        const int n = std::bit_width(eobRun) - 1;
-        sink.emit(0, n << 4, eobRun & ((1u << n) - 1), n);
-        eobRun = 0;
-        sendBits(runBits);
-    };
-    const CoefficientPlane &p = image.planes[std::size_t(scan.planes[0])];
-    forEachAcBlock(p, scan, first, last, [&](std::uint64_t bits, const std::int16_t *values) {
-        // The last coefficient that becomes non-zero here: zero runs past it need no
-        // ZRL, the end-of-band covers them.
-        int eob = -1;
-        {
+        }
+        forEachDc(first, last, [&](int slot, int table, int dc) {
+            const int value = dc >> scan_.al; // an arithmetic shift, as the format defines it for DC
+            const int diff = value - previous_[slot];
+            previous_[slot] = value;
+            const int n = category(diff);
+            sink_.emit(table, n, extraBits(diff, n), n);
+        });
+    }
+
+    // Visits the blocks of one component's band in raster order, whole block rows:
+    // fn(mask of the block's non-zero coefficients in the band, the values of those).
+    template <class Fn>
+    void forEachAcBlock(long first, long last, Fn &&fn)
+    {
+        const CoefficientPlane &p = image_.planes[std::size_t(scan_.planes[0])];
+        const std::uint64_t below = (1ull << scan_.ss) - 1;
+        const std::uint64_t band = (scan_.se == 63 ? ~0ull : (1ull << (scan_.se + 1)) - 1) & ~below;
+        const int width = p.widthInBlocks;
+        for (long row = first / width; row < (last + width - 1) / width; ++row) {
+            const std::uint64_t *masks = &p.acMask[std::size_t(row) * std::size_t(width)];
+            const std::int16_t *values = p.ac[std::size_t(row)].values.data();
+            for (int bx = 0; bx < width; ++bx) {
+                const std::uint64_t mask = masks[bx];
+                // Values are packed: step over those before and after the band by
+                // counting bits (no popcount instruction on the base x86-64 target).
+                const std::int16_t *v = values;
+                for (std::uint64_t skip = mask & below; skip; skip &= skip - 1)
+                    ++v;
+                const std::uint64_t bits = mask & band;
+                values = v;
+                for (std::uint64_t b = bits; b; b &= b - 1)
+                    ++values;
+                for (std::uint64_t skip = mask & ~(band | below); skip; skip &= skip - 1)
+                    ++values;
+                fn(bits, v);
+            }
+        }
+    }
+
+    void flushRun()
+    {
+        if (!eobRun_)
+            return;
+        const int n = std::bit_width(eobRun_) - 1;
+        sink_.emit(0, n << 4, eobRun_ & ((1u << n) - 1), n);
+        eobRun_ = 0;
+        sink_.raw(runBits_);
+        runBits_.clear();
+    }
+
+    // A first AC scan over the band ss..se: each non-zero coefficient as (zero run,
+    // category) plus its bits; blocks whose band is empty to its end are gathered into
+    // one end-of-band run across blocks.
+    void codeAcFirst(long first, long last)
+    {
+        forEachAcBlock(first, last, [&](std::uint64_t bits, const std::int16_t *v) {
+            int previous = scan_.ss - 1; // last coefficient coded
+            for (; bits; bits &= bits - 1, ++v) {
+                const int value = pointTransformed(*v, scan_.al);
+                if (value == 0)
+                    continue;
+                const int k = std::countr_zero(bits);
+                flushRun();
+                int run = k - previous - 1;
+                for (; run > 15; run -= 16)
+                    sink_.emit(0, 0xF0, 0, 0);
+                const int n = category(value);
+                sink_.emit(0, (run << 4) | n, extraBits(value, n), n);
+                previous = k;
+            }
+            if (previous < scan_.se && ++eobRun_ == kMaxEobRun)
+                flushRun();
+        });
+    }
+
+    // An AC refinement: coefficients that become non-zero at this bit are coded like a
+    // first scan (always of magnitude one, so with a sign bit only); those already
+    // non-zero get their next bit as a plain correction bit, which waits for the next
+    // symbol, or travels with the end-of-band run its block joins.
+    void codeAcRefinement(long first, long last)
+    {
+        forEachAcBlock(first, last, [&](std::uint64_t bits, const std::int16_t *values) {
+            // The last coefficient that becomes non-zero here: zero runs past it need no
+            // ZRL, the end-of-band covers them.
+            int eob = -1;
+            {
+                const std::int16_t *v = values;
+                for (std::uint64_t b = bits; b; b &= b - 1, ++v)
+                    if ((std::abs(*v) >> scan_.al) == 1)
+                        eob = std::countr_zero(b);
+            }
+            int run = 0; // coefficients still zero at this bit
+            int previous = scan_.ss - 1;
             const std::int16_t *v = values;
-            for (std::uint64_t b = bits; b; b &= b - 1, ++v)
-                if ((std::abs(*v) >> scan.al) == 1)
-                    eob = std::countr_zero(b);
-        }
-        int run = 0;      // coefficients still zero at this bit
-        int previous = scan.ss - 1;
-        const std::int16_t *v = values;
-        for (; bits; bits &= bits - 1, ++v) {
-            const int k = std::countr_zero(bits);
-            run += k - previous - 1;
-            previous = k;
-            const int magnitude = std::abs(*v) >> scan.al;
-            if (magnitude == 0) {
-                ++run;
-                continue;
-            }
-            for (; run > 15 && k <= eob; run -= 16) {
+            for (; bits; bits &= bits - 1, ++v) {
+                const int k = std::countr_zero(bits);
+                run += k - previous - 1;
+                previous = k;
+                const int magnitude = std::abs(*v) >> scan_.al;
+                if (magnitude == 0) {
+                    ++run;
+                    continue;
+                }
+                for (; run > 15 && k <= eob; run -= 16) {
+                    flushRun();
+                    sink_.emit(0, 0xF0, 0, 0);
+                    sink_.raw(blockBits_);
+                    blockBits_.clear();
+                }
+                if (magnitude > 1) {
+                    blockBits_.push(std::uint32_t(magnitude & 1), 1);
+                    continue;
+                }
                 flushRun();
-                sink.emit(0, 0xF0, 0, 0);
-                sendBits(blockBits);
+                sink_.emit(0, (run << 4) | 1, *v < 0 ? 0 : 1, 1);
+                sink_.raw(blockBits_);
+                blockBits_.clear();
+                run = 0;
             }
-            if (magnitude > 1) {
-                blockBits.push_back(std::uint8_t(magnitude & 1));
-                continue;
+            run += scan_.se - previous;
+            if (run > 0 || !blockBits_.empty()) {
+                runBits_.append(blockBits_);
+                blockBits_.clear();
+                if (++eobRun_ == kMaxEobRun)
+                    flushRun();
             }
-            flushRun();
-            sink.emit(0, (run << 4) | 1, *v < 0 ? 0 : 1, 1);
-            sendBits(blockBits);
-            run = 0;
-        }
-        run += scan.se - previous;
-        if (run > 0 || !blockBits.empty()) {
-            runBits.insert(runBits.end(), blockBits.begin(), blockBits.end());
-            blockBits.clear();
-            if (++eobRun == kMaxEobRun)
-                flushRun();
-        }
-    });
-    flushRun();
-}
+        });
+    }
+
+    const CoefficientImage &image_;
+    const Scan &scan_;
+    Sink &sink_;
+    int previous_[4] = {0, 0, 0, 0};
+    std::uint32_t eobRun_ = 0;
+    typename Sink::Queue runBits_;   // correction bits of the blocks in the run
+    typename Sink::Queue blockBits_; // correction bits of this block, not yet sent
+};
 
 template <class Sink>
 void codeSegment(const CoefficientImage &image, const Scan &scan, long segment, Sink &sink)
 {
     const long first = segment * scan.interval;
-    const long last = std::min(scan.mcus, first + scan.interval);
-    if (scan.isDc())
-        codeDcSegment(image, scan, first, last, sink);
-    else if (scan.isRefinement())
-        codeAcRefineSegment(image, scan, first, last, sink);
-    else
-        codeAcFirstSegment(image, scan, first, last, sink);
+    ScanCoder<Sink> coder(image, scan, sink);
+    coder.code(first, std::min(scan.mcus, first + scan.interval));
+    coder.endSegment();
 }
 
 // Runs task(0..count-1) on up to `threads` threads, largest-first order left to the
@@ -643,9 +772,69 @@ int codingThreads()
     return int(std::clamp(cores, 1u, 4u));
 }
 
-Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads)
+struct ProgressiveJpegWriter::Plan {
+    const CoefficientImage &image;
+    int threads;
+    std::vector<Scan> scans;
+    // Counting while rows arrive: per scan, its counts, how far it has got, and the
+    // state that runs on to the next rows.
+    std::vector<CountingSink> counts;
+    std::vector<long> counted;
+    std::vector<std::unique_ptr<ScanCoder<CountingSink>>> counters;
+    bool countingAlong = false;
+
+    Plan(const CoefficientImage &im, int t) : image(im), threads(t), scans(scanScript(im, t)), counts(scans.size()),
+                                              counted(scans.size(), 0)
+    {
+        for (std::size_t s = 0; s < scans.size(); ++s)
+            counters.push_back(std::make_unique<ScanCoder<CountingSink>>(image, scans[s], counts[s]));
+    }
+
+    void countUpTo(std::size_t s, long target)
+    {
+        const Scan &scan = scans[s];
+        while (counted[s] < target) {
+            const long segmentEnd = (counted[s] / scan.interval + 1) * scan.interval;
+            const long end = std::min({target, segmentEnd, scan.mcus});
+            counters[s]->code(counted[s], end);
+            counted[s] = end;
+            if (end == segmentEnd || end == scan.mcus)
+                counters[s]->endSegment();
+        }
+    }
+};
+
+ProgressiveJpegWriter::ProgressiveJpegWriter(const CoefficientImage &image, int threads)
+    : plan_(std::make_unique<Plan>(image, threads))
 {
-    const std::vector<Scan> scans = scanScript(image, threads);
+}
+
+ProgressiveJpegWriter::~ProgressiveJpegWriter() = default;
+
+void ProgressiveJpegWriter::rowsStored(int mcuRows)
+{
+    Plan &p = *plan_;
+    p.countingAlong = true;
+    const bool interleaved = p.image.planes.size() > 1;
+    for (std::size_t s = 0; s < p.scans.size(); ++s) {
+        const Scan &scan = p.scans[s];
+        long target;
+        if (scan.planes.size() > 1) {
+            target = long(mcuRows) * p.image.mcusPerRow;
+        } else {
+            const CoefficientPlane &plane = p.image.planes[std::size_t(scan.planes[0])];
+            const long rows = std::min<long>(long(mcuRows) * (interleaved ? plane.vSampling : 1), plane.heightInBlocks);
+            target = rows * plane.widthInBlocks;
+        }
+        p.countUpTo(s, std::min(target, scan.mcus));
+    }
+}
+
+Bytes ProgressiveJpegWriter::finish(const JpegFileHeader &header)
+{
+    Plan &p = *plan_;
+    const CoefficientImage &image = p.image;
+    const std::vector<Scan> &scans = p.scans;
 
     struct Task {
         std::size_t scan;
@@ -663,46 +852,49 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
         return weight(a) > weight(b);
     });
 
-    // Pass one counts the symbols of every piece; pass two codes them with the tables
-    // those counts give.
-    std::vector<CountingSink> counted(tasks.size());
-    std::vector<std::size_t> expected(tasks.size()); // bytes, to reserve the output once
-    runTasks(tasks.size(), threads, [&](std::size_t i) {
-        codeSegment(image, scans[tasks[i].scan], tasks[i].segment, counted[i]);
-    });
-    std::vector<std::array<Counts, 2>> totals(scans.size());
-    for (std::size_t i = 0; i < tasks.size(); ++i)
-        for (int t = 0; t < 2; ++t)
-            for (int s = 0; s < 256; ++s)
-                totals[tasks[i].scan][std::size_t(t)][std::size_t(s)] += counted[i].counts[std::size_t(t)][std::size_t(s)];
+    // Pass one counts the symbols: along the way when rows were reported, else here,
+    // piece by piece on all threads.
+    if (p.countingAlong) {
+        for (std::size_t s = 0; s < scans.size(); ++s)
+            p.countUpTo(s, scans[s].mcus);
+    } else {
+        std::vector<CountingSink> pieces(tasks.size());
+        runTasks(tasks.size(), p.threads, [&](std::size_t i) {
+            codeSegment(image, scans[tasks[i].scan], tasks[i].segment, pieces[i]);
+        });
+        for (std::size_t i = 0; i < tasks.size(); ++i) {
+            CountingSink &total = p.counts[tasks[i].scan];
+            for (std::size_t t = 0; t < 2; ++t)
+                for (std::size_t sym = 0; sym < 256; ++sym)
+                    total.counts[t][sym] += pieces[i].counts[t][sym];
+            total.plainBits += pieces[i].plainBits;
+        }
+    }
     std::vector<std::array<HuffmanTable, 2>> tables(scans.size());
+    std::vector<std::uint64_t> scanBits(scans.size(), 0);
     for (std::size_t s = 0; s < scans.size(); ++s) {
-        if (!scans[s].needsTable())
-            continue;
-        tables[s][0] = tableFor(totals[s][0]);
-        if (scans[s].isDc() && scans[s].planes.size() > 1)
-            tables[s][1] = tableFor(totals[s][1]);
+        if (scans[s].needsTable()) {
+            tables[s][0] = tableFor(p.counts[s].counts[0]);
+            if (scans[s].isDc() && scans[s].planes.size() > 1)
+                tables[s][1] = tableFor(p.counts[s].counts[1]);
+        }
+        std::uint64_t bits = p.counts[s].plainBits;
+        for (std::size_t t = 0; t < 2; ++t)
+            for (std::size_t sym = 0; sym < 256; ++sym)
+                bits += std::uint64_t(p.counts[s].counts[t][sym]) * tables[s][t].length[sym];
+        scanBits[s] = bits;
     }
 
-    for (std::size_t i = 0; i < tasks.size(); ++i) {
-        std::uint64_t bits = counted[i].plainBits;
-        for (int t = 0; t < 2; ++t)
-            for (int sym = 0; sym < 256; ++sym)
-                bits += std::uint64_t(counted[i].counts[std::size_t(t)][std::size_t(sym)]) *
-                        tables[tasks[i].scan][std::size_t(t)].length[std::size_t(sym)];
-        // Stuffed zero bytes come on top: about one in 256 on random-looking data.
-        expected[i] = std::size_t(bits / 8 + bits / 1024 + 64);
-    }
-    counted.clear();
+    // Pass two codes every piece with its scan's tables.
     std::vector<Bytes> coded(tasks.size());
-    runTasks(tasks.size(), threads, [&](std::size_t i) {
+    runTasks(tasks.size(), p.threads, [&](std::size_t i) {
         const Task &t = tasks[i];
-        // Chroma AC scans name table 1 in their header, but each AC scan defines its
-        // own: the coder only ever looks at slot 0.
-        CodingSink sink(coded[i], &tables[t.scan][0], &tables[t.scan][1]);
-        coded[i].reserve(expected[i]);
-        codeSegment(image, scans[t.scan], t.segment, sink);
-        sink.writer.flush();
+        const Scan &scan = scans[t.scan];
+        // The piece's share of its scan, with room for stuffed bytes (about one in 256).
+        const std::uint64_t bits = scanBits[t.scan] * std::uint64_t(t.mcus) / std::uint64_t(scan.mcus);
+        CodingSink sink(coded[i], std::size_t(bits / 8 + bits / 1024 + 64), &tables[t.scan][0], &tables[t.scan][1]);
+        codeSegment(image, scan, t.segment, sink);
+        sink.writer.finish();
     });
     // Pieces back in file order.
     std::vector<std::vector<const Bytes *>> pieces(scans.size());
@@ -753,6 +945,12 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
     }
     putMarker(out, 0xD9);
     return out;
+}
+
+
+Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads)
+{
+    return ProgressiveJpegWriter(image, threads).finish(header);
 }
 
 } // namespace dravik

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -77,8 +78,26 @@ std::vector<JpegSegment> iccSegmentsFor(const unsigned char *profile, std::size_
 // Threads worth coding on: the cores, up to four.
 int codingThreads();
 
-// The progressive file: a DC scan of all components, then one AC scan per component,
-// with Huffman tables optimised per scan. `threads` <= 1 codes on the calling thread.
+// One progressive file from a CoefficientImage. The symbols of each scan can be counted
+// while the coefficients are still arriving (rowsStored), so that only the coding is
+// left once the last row is in; otherwise finish() counts, on all threads.
+class ProgressiveJpegWriter {
+public:
+    ProgressiveJpegWriter(const CoefficientImage &image, int threads);
+    ~ProgressiveJpegWriter();
+    // The first `mcuRows` MCU rows of the frame are stored, in the order libjpeg's single
+    // sequential scan delivers them: count what they complete.
+    void rowsStored(int mcuRows);
+    Bytes finish(const JpegFileHeader &header);
+
+private:
+    struct Plan;
+    std::unique_ptr<Plan> plan_;
+};
+
+// The progressive file in one call: DC first, then the AC bands and their refinements
+// (see the script in jpegscans.cpp), Huffman tables optimised per scan. `threads` <= 1
+// counts and codes on the calling thread.
 Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads);
 
 // Code lengths (1..16) of an optimal length-limited Huffman code for the 256 symbol
