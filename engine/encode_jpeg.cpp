@@ -17,7 +17,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string>
 
@@ -128,13 +127,11 @@ private:
 struct CoefficientCapture {
     jpeg_entropy_encoder pub {}; // first member: libjpeg only sees this part
     CoefficientImage *image = nullptr;
-    ProgressiveJpegWriter *writer = nullptr; // counts each MCU row as it completes
     long mcu = 0;
 
-    void install(j_compress_ptr cinfo, CoefficientImage *into, ProgressiveJpegWriter *counter)
+    void install(j_compress_ptr cinfo, CoefficientImage *into)
     {
         image = into;
-        writer = counter;
         pub.start_pass = [](j_compress_ptr, boolean) {};
         pub.encode_mcu = &keep;
         pub.finish_pass = [](j_compress_ptr) {};
@@ -172,10 +169,6 @@ private:
                 for (int x = 0; x < comp->MCU_width; ++x)
                     plane.store(mx * comp->MCU_width + x, my * comp->MCU_height + y, blocks[b++][0]);
         }
-        // Counting here keeps the work off the end: this thread waits for the decoder
-        // more than the decoder waits for it.
-        if (mx + 1 == int(cinfo->MCUs_per_row))
-            writer->rowsStored(my + 1);
     }
 };
 
@@ -254,7 +247,6 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     DiscardDestination discard;
     CoefficientCapture capture;
     CoefficientImage coefficients;
-    std::unique_ptr<ProgressiveJpegWriter> progressive;
     std::jmp_buf jump;
     err.jump = &jump;
     if (setjmp(jump)) {
@@ -289,8 +281,7 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
         discard.attach(&cinfo);
         jpeg_start_compress(&cinfo, TRUE);
         coefficients = coefficientImageFor(&cinfo);
-        progressive = std::make_unique<ProgressiveJpegWriter>(coefficients, codingThreads());
-        capture.install(&cinfo, &coefficients, progressive.get());
+        capture.install(&cinfo, &coefficients);
     } else {
         cinfo.optimize_coding = TRUE;
         destination.attach(&cinfo);
@@ -312,7 +303,8 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     jpeg_destroy_compress(&cinfo);
     if (!s.progressive)
         return std::move(destination.bytes);
-    return progressive->finish(JpegFileHeader{dpi ? 1 : 0, dpi ? dpi : 1, dpi ? dpi : 1, metadata});
+    return writeProgressiveJpeg(coefficients, JpegFileHeader{dpi ? 1 : 0, dpi ? dpi : 1, dpi ? dpi : 1, metadata},
+                                codingThreads());
 }
 
 } // namespace dravik

@@ -8,6 +8,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -20,6 +21,16 @@ constexpr int kNatural[64] = {
     0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
     41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
     30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// Bits set, without the popcount instruction the base x86-64 target lacks (the
+// library fallback is a call).
+inline int popcount(std::uint64_t x)
+{
+    x = x - ((x >> 1) & 0x5555555555555555ull);
+    x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    return int((x * 0x0101010101010101ull) >> 56);
+}
 
 // Restart intervals are counted in 16 bits.
 constexpr long kMaxInterval = 65535;
@@ -222,9 +233,12 @@ struct CodingSink {
     }
     BitWriter writer;
     const HuffmanTable *tables[2];
+    bool missedSymbol = false; // a symbol without a code: the output is no good
     void emit(int table, int symbol, std::uint32_t extra, int extraBits)
     {
         const HuffmanTable &t = *tables[table];
+        if (t.length[symbol] == 0)
+            missedSymbol = true;
         writer.put((std::uint32_t(t.code[symbol]) << extraBits) | extra, t.length[symbol] + extraBits);
     }
     void raw(const BitQueue &bits)
@@ -332,21 +346,12 @@ private:
         const int width = p.widthInBlocks;
         for (long row = first / width; row < (last + width - 1) / width; ++row) {
             const std::uint64_t *masks = &p.acMask[std::size_t(row) * std::size_t(width)];
-            const std::int16_t *values = p.ac[std::size_t(row)].values.data();
+            CoefficientPlane::AcReader reader(p.ac[std::size_t(row)]);
             for (int bx = 0; bx < width; ++bx) {
                 const std::uint64_t mask = masks[bx];
-                // Values are packed: step over those before and after the band by
-                // counting bits (no popcount instruction on the base x86-64 target).
-                const std::int16_t *v = values;
-                for (std::uint64_t skip = mask & below; skip; skip &= skip - 1)
-                    ++v;
-                const std::uint64_t bits = mask & band;
-                values = v;
-                for (std::uint64_t b = bits; b; b &= b - 1)
-                    ++values;
-                for (std::uint64_t skip = mask & ~(band | below); skip; skip &= skip - 1)
-                    ++values;
-                fn(bits, v);
+                // Values are packed: the band's start after those below it.
+                const std::int16_t *values = reader.next(popcount(mask));
+                fn(mask & band, values + popcount(mask & below));
             }
         }
     }
@@ -636,8 +641,11 @@ void CoefficientPlane::allocate(int strideBlocks, int rowBlocks)
     stride = strideBlocks;
     rows = rowBlocks;
     dc.assign(std::size_t(stride) * std::size_t(rows), 0);
-    acMask.assign(std::size_t(widthInBlocks) * std::size_t(heightInBlocks), 0);
+    // Not zeroed: every block of the image is stored before anything reads it.
+    acMask.reset(new std::uint64_t[std::size_t(widthInBlocks) * std::size_t(heightInBlocks)]);
     ac.assign(std::size_t(heightInBlocks), AcRow{});
+    slabs.clear();
+    slabChunksLeft = 0;
 }
 
 void CoefficientPlane::store(int bx, int by, const short *natural)
@@ -647,10 +655,19 @@ void CoefficientPlane::store(int bx, int by, const short *natural)
     if (bx >= widthInBlocks || by >= heightInBlocks)
         return;
     AcRow &row = ac[std::size_t(by)];
-    if (row.values.size() < row.used + 63)
-        row.values.resize(std::max<std::size_t>(row.values.size() * 2, std::size_t(widthInBlocks) * 8 + 63));
+    if (row.end - row.cursor < 63) {
+        if (slabChunksLeft == 0) {
+            constexpr std::size_t kSlabChunks = 64; // 256 KiB
+            slabs.emplace_back(new std::int16_t[kSlabChunks * kChunkValues]);
+            slabChunksLeft = kSlabChunks;
+        }
+        row.cursor = slabs.back().get() + (64 - slabChunksLeft) * kChunkValues;
+        --slabChunksLeft;
+        row.end = row.cursor + kChunkValues;
+        row.chunks.push_back(row.cursor);
+    }
     // Written unconditionally, kept only when non-zero: no branch to mispredict.
-    std::int16_t *out = row.values.data() + row.used;
+    std::int16_t *out = row.cursor;
     std::size_t kept = 0;
     std::uint64_t mask = 0;
     for (int k = 1; k < 64; ++k) {
@@ -659,7 +676,7 @@ void CoefficientPlane::store(int bx, int by, const short *natural)
         kept += v != 0;
         mask |= std::uint64_t(v != 0) << k;
     }
-    row.used += kept;
+    row.cursor += kept;
     acMask[std::size_t(by) * std::size_t(widthInBlocks) + std::size_t(bx)] = mask;
 }
 
@@ -668,13 +685,14 @@ int CoefficientPlane::at(int bx, int by, int k) const
     if (k == 0)
         return dcAt(bx, by);
     const std::uint64_t *masks = &acMask[std::size_t(by) * std::size_t(widthInBlocks)];
-    std::size_t offset = 0;
-    for (int x = 0; x < bx; ++x)
-        offset += std::size_t(std::popcount(masks[x]));
+    AcReader reader(ac[std::size_t(by)]);
+    const std::int16_t *values = nullptr;
+    for (int x = 0; x <= bx; ++x)
+        values = reader.next(popcount(masks[x]));
     const std::uint64_t mask = masks[bx];
     if (!(mask >> k & 1))
         return 0;
-    return ac[std::size_t(by)].values[offset + std::size_t(std::popcount(mask & ((1ull << k) - 1)))];
+    return values[popcount(mask & ((1ull << k) - 1))];
 }
 
 std::vector<JpegSegment> iccSegmentsFor(const unsigned char *profile, std::size_t length)
@@ -772,69 +790,59 @@ int codingThreads()
     return int(std::clamp(cores, 1u, 4u));
 }
 
-struct ProgressiveJpegWriter::Plan {
-    const CoefficientImage &image;
-    int threads;
-    std::vector<Scan> scans;
-    // Counting while rows arrive: per scan, its counts, how far it has got, and the
-    // state that runs on to the next rows.
-    std::vector<CountingSink> counts;
-    std::vector<long> counted;
-    std::vector<std::unique_ptr<ScanCoder<CountingSink>>> counters;
-    bool countingAlong = false;
+namespace {
 
-    Plan(const CoefficientImage &im, int t) : image(im), threads(t), scans(scanScript(im, t)), counts(scans.size()),
-                                              counted(scans.size(), 0)
-    {
-        for (std::size_t s = 0; s < scans.size(); ++s)
-            counters.push_back(std::make_unique<ScanCoder<CountingSink>>(image, scans[s], counts[s]));
-    }
+// Scans of more blocks than this are counted on every fourth row of blocks only: the
+// symbol statistics of a large image hardly change, and the count costs as much as
+// the coding itself.
+constexpr long kSampleAbove = 32768;
+constexpr long kSampleEvery = 4;
 
-    void countUpTo(std::size_t s, long target)
-    {
-        const Scan &scan = scans[s];
-        while (counted[s] < target) {
-            const long segmentEnd = (counted[s] / scan.interval + 1) * scan.interval;
-            const long end = std::min({target, segmentEnd, scan.mcus});
-            counters[s]->code(counted[s], end);
-            counted[s] = end;
-            if (end == segmentEnd || end == scan.mcus)
-                counters[s]->endSegment();
-        }
-    }
-};
-
-ProgressiveJpegWriter::ProgressiveJpegWriter(const CoefficientImage &image, int threads)
-    : plan_(std::make_unique<Plan>(image, threads))
+// Every symbol a scan of this kind can use (eight-bit samples: DC differences up to
+// 11 bits, AC magnitudes up to 10), so that a table built from sampled counts still
+// has a code for whatever the rows left out hold.
+void addPossibleSymbols(const Scan &scan, std::array<Counts, 2> &counts)
 {
-}
-
-ProgressiveJpegWriter::~ProgressiveJpegWriter() = default;
-
-void ProgressiveJpegWriter::rowsStored(int mcuRows)
-{
-    Plan &p = *plan_;
-    p.countingAlong = true;
-    const bool interleaved = p.image.planes.size() > 1;
-    for (std::size_t s = 0; s < p.scans.size(); ++s) {
-        const Scan &scan = p.scans[s];
-        long target;
-        if (scan.planes.size() > 1) {
-            target = long(mcuRows) * p.image.mcusPerRow;
-        } else {
-            const CoefficientPlane &plane = p.image.planes[std::size_t(scan.planes[0])];
-            const long rows = std::min<long>(long(mcuRows) * (interleaved ? plane.vSampling : 1), plane.heightInBlocks);
-            target = rows * plane.widthInBlocks;
+    for (Counts &c : counts) {
+        if (scan.isDc()) {
+            for (int n = 0; n <= 11; ++n)
+                ++c[std::size_t(n)];
+            continue;
         }
-        p.countUpTo(s, std::min(target, scan.mcus));
+        for (int e = 0; e < 15; ++e)
+            ++c[std::size_t(e << 4)]; // end-of-band runs
+        ++c[0xF0];
+        const int largest = scan.isRefinement() ? 1 : 10;
+        for (int run = 0; run < 16; ++run)
+            for (int n = 1; n <= largest; ++n)
+                ++c[std::size_t(run << 4 | n)];
     }
 }
 
-Bytes ProgressiveJpegWriter::finish(const JpegFileHeader &header)
+// The symbol counts of one piece of a scan, all of it or every few rows.
+CountingSink countPiece(const CoefficientImage &image, const Scan &scan, long segment, bool sampled)
 {
-    Plan &p = *plan_;
-    const CoefficientImage &image = p.image;
-    const std::vector<Scan> &scans = p.scans;
+    CountingSink sink;
+    ScanCoder<CountingSink> coder(image, scan, sink);
+    const long first = segment * scan.interval;
+    const long last = std::min(scan.mcus, first + scan.interval);
+    if (!sampled) {
+        coder.code(first, last);
+    } else {
+        const long perRow = scan.planes.size() > 1 ? image.mcusPerRow
+                                                   : image.planes[std::size_t(scan.planes[0])].widthInBlocks;
+        for (long row = first; row < last; row += perRow * kSampleEvery)
+            coder.code(row, std::min(last, row + perRow));
+    }
+    coder.endSegment();
+    return sink;
+}
+
+} // namespace
+
+Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads)
+{
+    const std::vector<Scan> scans = scanScript(image, threads);
 
     struct Task {
         std::size_t scan;
@@ -852,50 +860,70 @@ Bytes ProgressiveJpegWriter::finish(const JpegFileHeader &header)
         return weight(a) > weight(b);
     });
 
-    // Pass one counts the symbols: along the way when rows were reported, else here,
-    // piece by piece on all threads.
-    if (p.countingAlong) {
-        for (std::size_t s = 0; s < scans.size(); ++s)
-            p.countUpTo(s, scans[s].mcus);
-    } else {
-        std::vector<CountingSink> pieces(tasks.size());
-        runTasks(tasks.size(), p.threads, [&](std::size_t i) {
-            codeSegment(image, scans[tasks[i].scan], tasks[i].segment, pieces[i]);
-        });
-        for (std::size_t i = 0; i < tasks.size(); ++i) {
-            CountingSink &total = p.counts[tasks[i].scan];
-            for (std::size_t t = 0; t < 2; ++t)
-                for (std::size_t sym = 0; sym < 256; ++sym)
-                    total.counts[t][sym] += pieces[i].counts[t][sym];
-            total.plainBits += pieces[i].plainBits;
-        }
-    }
     std::vector<std::array<HuffmanTable, 2>> tables(scans.size());
     std::vector<std::uint64_t> scanBits(scans.size(), 0);
-    for (std::size_t s = 0; s < scans.size(); ++s) {
-        if (scans[s].needsTable()) {
-            tables[s][0] = tableFor(p.counts[s].counts[0]);
-            if (scans[s].isDc() && scans[s].planes.size() > 1)
-                tables[s][1] = tableFor(p.counts[s].counts[1]);
+    // Pass one counts the symbols of every piece and builds each scan's tables.
+    const auto count = [&](bool allowSampling) {
+        std::vector<CountingSink> counted(tasks.size());
+        runTasks(tasks.size(), threads, [&](std::size_t i) {
+            const Scan &scan = scans[tasks[i].scan];
+            if (scan.needsTable())
+                counted[i] = countPiece(image, scan, tasks[i].segment, allowSampling && scan.mcus > kSampleAbove);
+        });
+        std::vector<CountingSink> totals(scans.size());
+        for (std::size_t i = 0; i < tasks.size(); ++i) {
+            CountingSink &total = totals[tasks[i].scan];
+            for (std::size_t t = 0; t < 2; ++t)
+                for (std::size_t sym = 0; sym < 256; ++sym)
+                    total.counts[t][sym] += counted[i].counts[t][sym];
+            total.plainBits += counted[i].plainBits;
         }
-        std::uint64_t bits = p.counts[s].plainBits;
-        for (std::size_t t = 0; t < 2; ++t)
-            for (std::size_t sym = 0; sym < 256; ++sym)
-                bits += std::uint64_t(p.counts[s].counts[t][sym]) * tables[s][t].length[sym];
-        scanBits[s] = bits;
-    }
+        for (std::size_t s = 0; s < scans.size(); ++s) {
+            if (!scans[s].needsTable())
+                continue;
+            const bool sampled = allowSampling && scans[s].mcus > kSampleAbove;
+            if (sampled)
+                addPossibleSymbols(scans[s], totals[s].counts);
+            tables[s][0] = tableFor(totals[s].counts[0]);
+            if (scans[s].isDc() && scans[s].planes.size() > 1)
+                tables[s][1] = tableFor(totals[s].counts[1]);
+            std::uint64_t bits = totals[s].plainBits;
+            for (std::size_t t = 0; t < 2; ++t)
+                for (std::size_t sym = 0; sym < 256; ++sym)
+                    bits += std::uint64_t(totals[s].counts[t][sym]) * tables[s][t].length[sym];
+            scanBits[s] = sampled ? bits * kSampleEvery : bits;
+        }
+        for (std::size_t s = 0; s < scans.size(); ++s)
+            if (!scans[s].needsTable()) // one bit a block
+                scanBits[s] = std::uint64_t(scans[s].mcus) * 6;
+    };
 
     // Pass two codes every piece with its scan's tables.
     std::vector<Bytes> coded(tasks.size());
-    runTasks(tasks.size(), p.threads, [&](std::size_t i) {
-        const Task &t = tasks[i];
-        const Scan &scan = scans[t.scan];
-        // The piece's share of its scan, with room for stuffed bytes (about one in 256).
-        const std::uint64_t bits = scanBits[t.scan] * std::uint64_t(t.mcus) / std::uint64_t(scan.mcus);
-        CodingSink sink(coded[i], std::size_t(bits / 8 + bits / 1024 + 64), &tables[t.scan][0], &tables[t.scan][1]);
-        codeSegment(image, scan, t.segment, sink);
-        sink.writer.finish();
-    });
+    const auto code = [&] {
+        std::atomic<bool> complete {true};
+        runTasks(tasks.size(), threads, [&](std::size_t i) {
+            const Task &t = tasks[i];
+            const Scan &scan = scans[t.scan];
+            // The piece's share of its scan, with room for stuffed bytes (about one in 256).
+            const std::uint64_t bits = scanBits[t.scan] * std::uint64_t(t.mcus) / std::uint64_t(scan.mcus);
+            CodingSink sink(coded[i], std::size_t(bits / 8 + bits / 1024 + 64), &tables[t.scan][0], &tables[t.scan][1]);
+            codeSegment(image, scan, t.segment, sink);
+            sink.writer.finish();
+            if (sink.missedSymbol)
+                complete = false;
+        });
+        return complete.load();
+    };
+
+    count(true);
+    if (!code()) {
+        // A symbol no table foresaw (coefficients beyond eight-bit range, from a file
+        // read for a lossless rewrite): count everything and code again.
+        count(false);
+        if (!code())
+            throw std::logic_error("a Huffman table lacks a symbol its own count saw");
+    }
     // Pieces back in file order.
     std::vector<std::vector<const Bytes *>> pieces(scans.size());
     for (std::size_t s = 0; s < scans.size(); ++s)
@@ -948,9 +976,5 @@ Bytes ProgressiveJpegWriter::finish(const JpegFileHeader &header)
 }
 
 
-Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads)
-{
-    return ProgressiveJpegWriter(image, threads).finish(header);
-}
 
 } // namespace dravik

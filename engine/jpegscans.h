@@ -32,13 +32,42 @@ struct CoefficientPlane {
     int stride = 0;        // DC values per stored row
     int rows = 0;          // stored DC rows
 
+    // A row's values fill fixed chunks from the plane's arena; a block never straddles
+    // two chunks: one that has less room left than a block can need is left behind.
+    static constexpr std::size_t kChunkValues = 2048; // 4 KiB
     struct AcRow {
-        std::vector<std::int16_t> values; // grown ahead; `used` of them are real
-        std::size_t used = 0;
+        std::vector<std::int16_t *> chunks;
+        std::int16_t *cursor = nullptr;
+        std::int16_t *end = nullptr;
     };
-    std::vector<std::int16_t> dc;      // stride * rows
-    std::vector<std::uint64_t> acMask; // widthInBlocks * heightInBlocks
-    std::vector<AcRow> ac;             // heightInBlocks rows
+    // Walks a row's values block by block, by the same rule the rows were filled.
+    class AcReader {
+    public:
+        explicit AcReader(const AcRow &row) : row_(row) {}
+        // The values of the next block, which has `count` of them.
+        const std::int16_t *next(int count)
+        {
+            if (end_ - values_ < 63) {
+                values_ = row_.chunks[chunk_++];
+                end_ = values_ + kChunkValues;
+            }
+            const std::int16_t *here = values_;
+            values_ += count;
+            return here;
+        }
+
+    private:
+        const AcRow &row_;
+        std::size_t chunk_ = 0;
+        const std::int16_t *values_ = nullptr;
+        const std::int16_t *end_ = nullptr;
+    };
+
+    std::vector<std::int16_t> dc;                   // stride * rows
+    std::unique_ptr<std::uint64_t[]> acMask;        // widthInBlocks * heightInBlocks, each written once
+    std::vector<AcRow> ac;                          // heightInBlocks rows
+    std::vector<std::unique_ptr<std::int16_t[]>> slabs; // the arena, left uninitialised
+    std::size_t slabChunksLeft = 0;
 
     void allocate(int strideBlocks, int rowBlocks);
     // Stores a block in natural order. The blocks of one row must arrive left to right.
@@ -78,26 +107,9 @@ std::vector<JpegSegment> iccSegmentsFor(const unsigned char *profile, std::size_
 // Threads worth coding on: the cores, up to four.
 int codingThreads();
 
-// One progressive file from a CoefficientImage. The symbols of each scan can be counted
-// while the coefficients are still arriving (rowsStored), so that only the coding is
-// left once the last row is in; otherwise finish() counts, on all threads.
-class ProgressiveJpegWriter {
-public:
-    ProgressiveJpegWriter(const CoefficientImage &image, int threads);
-    ~ProgressiveJpegWriter();
-    // The first `mcuRows` MCU rows of the frame are stored, in the order libjpeg's single
-    // sequential scan delivers them: count what they complete.
-    void rowsStored(int mcuRows);
-    Bytes finish(const JpegFileHeader &header);
-
-private:
-    struct Plan;
-    std::unique_ptr<Plan> plan_;
-};
-
-// The progressive file in one call: DC first, then the AC bands and their refinements
-// (see the script in jpegscans.cpp), Huffman tables optimised per scan. `threads` <= 1
-// counts and codes on the calling thread.
+// The progressive file: DC first, then the AC bands and their refinements (see the
+// script in jpegscans.cpp), Huffman tables optimised per scan. `threads` <= 1 counts
+// and codes on the calling thread.
 Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads);
 
 // Code lengths (1..16) of an optimal length-limited Huffman code for the 256 symbol
