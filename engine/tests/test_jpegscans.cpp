@@ -62,6 +62,7 @@ TEST(JpegScans, DecodesToTheSamePixelsAsLibjpegsBaselineFile)
         {"one row", busyImage(301, 1, 3), false, false},
         {"large, split into intervals", busyImage(1211, 1003, 3), false, true},
         {"large grey", busyImage(1100, 1000, 1), false, true},
+        {"large enough to count on sampled rows", busyImage(1600, 1400, 3), false, true},
         {"flat, long end-of-band runs", flatImage(2100, 1700), true, true},
     };
     for (const Case &c : cases) {
@@ -258,4 +259,37 @@ TEST(JpegScans, EndOfBandRunsLongerThanOneSymbolCarries)
             for (int bx = 0; bx < blocksWide; bx += 23)
                 EXPECT_EQ(decoded.getpoint(bx * 8 + 3, by * 8 + 5)[0], 128 + dcOf(bx, by)) << bx << "," << by;
     }
+}
+
+TEST(JpegScans, SampledCountsFallBackToExactCountsForAnUnforeseenSymbol)
+{
+    // Counting samples every fourth block row of a large scan. A DC value beyond the
+    // eight-bit range (category 12 here) on a row the sample skips has no code in the
+    // first tables: the scan must be counted again in full, not written without it.
+    const auto imageWith = [](int blocksWide, int blocksHigh, int bx, int by) {
+        CoefficientImage image;
+        image.width = 8 * blocksWide;
+        image.height = 8 * blocksHigh;
+        image.quantTables.push_back({});
+        image.quantTables[0].fill(1);
+        CoefficientPlane plane;
+        plane.widthInBlocks = blocksWide;
+        plane.heightInBlocks = blocksHigh;
+        plane.allocate(blocksWide, blocksHigh);
+        for (int y = 0; y < blocksHigh; ++y)
+            for (int x = 0; x < blocksWide; ++x) {
+                short block[64] = {};
+                block[1] = short((x + y) % 3 - 1);
+                if (x == bx && y == by)
+                    block[0] = 3000;
+                plane.store(x, y, block);
+            }
+        image.planes.push_back(std::move(plane));
+        return image;
+    };
+    const CoefficientImage large = imageWith(300, 200, 10, 1); // 60000 blocks, row 1 unsampled
+    const CoefficientImage small = imageWith(20, 4, 10, 1);
+    const vips::VImage a = decode(writeProgressiveJpeg(large, {}, 2));
+    const vips::VImage b = decode(writeProgressiveJpeg(small, {}, 1));
+    EXPECT_EQ((a.crop(0, 0, 160, 32) - b).abs().max(), 0.0);
 }
