@@ -264,4 +264,45 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     return std::move(destination.bytes);
 }
 
+std::optional<int> estimateJpegQuality(const Bytes &jpeg)
+{
+    // libjpeg's own table at quality 50 is the standard one its scaling starts from.
+    jpeg_compress_struct reference {};
+    ErrorManager referenceErr {};
+    reference.err = jpeg_std_error(&referenceErr.pub);
+    referenceErr.pub.error_exit = onJpegError;
+    jpeg_decompress_struct src {};
+    ErrorManager srcErr {};
+    src.err = jpeg_std_error(&srcErr.pub);
+    srcErr.pub.error_exit = onJpegError;
+    jpeg_create_compress(&reference);
+    jpeg_create_decompress(&src);
+    if (setjmp(referenceErr.jump) || setjmp(srcErr.jump)) {
+        jpeg_destroy_decompress(&src);
+        jpeg_destroy_compress(&reference);
+        return std::nullopt;
+    }
+    reference.in_color_space = JCS_RGB;
+    reference.input_components = 3;
+    jpeg_set_defaults(&reference);
+    jpeg_set_quality(&reference, 50, FALSE);
+    jpeg_mem_src(&src, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
+    jpeg_read_header(&src, TRUE);
+    std::optional<int> quality;
+    const JQUANT_TBL *table = src.comp_info && src.num_components > 0 ? src.quant_tbl_ptrs[src.comp_info[0].quant_tbl_no] : nullptr;
+    if (table) {
+        // The mean scale against the standard table, turned back into a quality the way
+        // libjpeg turns a quality into a scale.
+        double scale = 0;
+        for (int k = 0; k < 64; ++k)
+            scale += 100.0 * table->quantval[k] / reference.quant_tbl_ptrs[0]->quantval[k];
+        scale /= 64;
+        const double q = scale <= 100 ? (200 - scale) / 2 : 5000 / scale;
+        quality = std::clamp(int(q + 0.5), 1, 100);
+    }
+    jpeg_destroy_decompress(&src);
+    jpeg_destroy_compress(&reference);
+    return quality;
+}
+
 } // namespace dravik

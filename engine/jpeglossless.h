@@ -22,4 +22,8 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
 // moves) or the input cannot be read: then only a re-encode can apply it.
 std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, const LosslessJpegOptions &o);
 
+// The quality (1..100, on libjpeg's scale) whose luma quantisation table comes closest
+// to the file's own; nullopt when its header cannot be read.
+std::optional<int> estimateJpegQuality(const Bytes &jpeg);
+
 } // namespace dravik

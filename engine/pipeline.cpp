@@ -283,17 +283,32 @@ int processImage(const Options &o)
         return 0;
     }
 
-    // An upright copy of a rotated JPEG made from its own coefficients is always weighed
-    // against the re-encode below, and it needs nothing from the decode: it runs beside
-    // the decode and encode instead of after them.
+    const bool lossyCandidate = std::any_of(candidates.begin(), candidates.end(),
+                                            [](Format f) { return f == Format::Jpeg || f == Format::Webp; });
+    const bool smooth = o.qualitySafety && !o.quality && lossyCandidate && looksSmooth(src);
+
+    // The input's own coefficients, Huffman-optimised (and uprighted when EXIF asks),
+    // are the same picture. They can only beat a re-encode when the input was stored at
+    // no more than the quality about to be used plus a little (the rewrite saves up to
+    // some 15 % on a baseline input); above that a re-encode is clearly smaller and the
+    // rewrite, a full transcode, would only cost time. When it may win it needs nothing
+    // from the decode, so it runs beside the decode and encode.
     const LosslessJpegOptions lossless{!o.baseline, o.keepMetadata, icc == IccAction::Keep};
-    std::future<std::optional<Bytes>> rotated;
-    if (src.format == Format::Jpeg && target == Format::Jpeg && !asksPixelChange && src.orientation != 1) {
+    const bool rewritable = src.format == Format::Jpeg && target == Format::Jpeg && !asksPixelChange;
+    const std::optional<int> inputQuality = rewritable ? estimateJpegQuality(src.bytes) : std::nullopt;
+    constexpr int kRewriteQualityMargin = 3;
+    const bool rewriteMayWin = rewritable && !o.sizeLimitKiB &&
+                               (!inputQuality || *inputQuality <= jpegSettingsFor(o, smooth).quality + kRewriteQualityMargin);
+    const auto rewrite = [&src, lossless] {
+        return src.orientation == 1 ? optimiseJpegLosslessly(src.bytes, lossless)
+                                    : rotateJpegLosslessly(src.bytes, src.orientation, lossless);
+    };
+    std::future<std::optional<Bytes>> rewritten;
+    if (rewriteMayWin) {
         try {
-            rotated = std::async(std::launch::async,
-                                 [&src, lossless] { return rotateJpegLosslessly(src.bytes, src.orientation, lossless); });
+            rewritten = std::async(std::launch::async, rewrite);
         } catch (const std::system_error &) {
-            // no thread to be had: the copy is then made after the encode, as any other
+            // no thread to be had: the rewrite is then made after the encode
         }
     }
 
@@ -372,9 +387,6 @@ int processImage(const Options &o)
 
     // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
     // with real transparency only ever becomes PNG.
-    const bool lossyCandidate = std::any_of(candidates.begin(), candidates.end(),
-                                            [](Format f) { return f == Format::Jpeg || f == Format::Webp; });
-    const bool smooth = o.qualitySafety && !o.quality && lossyCandidate && looksSmooth(src);
     std::optional<Encoded> best;
     for (Format f : candidates) {
         if (f == Format::Jpeg && !target && image.has_alpha())
@@ -412,17 +424,14 @@ int processImage(const Options &o)
     const std::size_t limit = o.sizeLimitKiB ? std::size_t(*o.sizeLimitKiB) * 1024 : SIZE_MAX;
     bool bytesFromInput = false; // the result is the input's own bytes or coefficients
     if (best->format == src.format && !asksPixelChange) {
-        // The input's own coefficients, Huffman-optimised (and uprighted when EXIF asks),
-        // are the same picture: when they are also smaller than the re-encode they win on
-        // both counts. The rewrite costs a full transcode and saves at most some 15 % on a
-        // baseline input and next to nothing on a progressive one (its tables are optimal
-        // already), so it is only tried where it can win.
+        // The rewrite wins when it is smaller. It is needed when the re-encode is no
+        // smaller than the input, and worth trying when it can come within reach: at most
+        // some 15 % smaller for a baseline input, next to nothing for a progressive one.
         const double reach = src.progressiveJpeg ? 1.0 : 0.85;
-        const bool canWin = double(best->bytes.size()) >= reach * double(src.bytes.size()) || src.orientation != 1;
-        if (src.format == Format::Jpeg && canWin) {
-            std::optional<Bytes> kept = rotated.valid() ? rotated.get()
-                                        : src.orientation == 1 ? optimiseJpegLosslessly(src.bytes, lossless)
-                                                               : rotateJpegLosslessly(src.bytes, src.orientation, lossless);
+        const bool needed = best->bytes.size() >= src.bytes.size();
+        const bool worthTrying = rewriteMayWin && double(best->bytes.size()) >= reach * double(src.bytes.size());
+        if (src.format == Format::Jpeg && (rewritten.valid() || needed || worthTrying)) {
+            std::optional<Bytes> kept = rewritten.valid() ? rewritten.get() : rewrite();
             if (kept && kept->size() < best->bytes.size() && kept->size() + markBytes <= limit)
                 best->bytes = std::move(*kept), bytesFromInput = true;
         }

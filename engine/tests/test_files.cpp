@@ -248,3 +248,20 @@ TEST(PngChunks, GammaAndChromaticityTravelUnlessAProfileSpeaks)
     const Bytes notPng{1, 2, 3};
     EXPECT_EQ(withColourChunksOf(source, notPng), notPng);
 }
+
+TEST(LosslessJpeg, EstimatesTheQualityAFileWasStoredAt)
+{
+    const vips::VImage image = testImage(64, 48);
+    for (int q : {30, 50, 75, 84, 90, 97}) {
+        VipsBlob *blob = image.jpegsave_buffer(vips::VImage::option()->set("Q", q));
+        size_t length = 0;
+        const auto *p = static_cast<const unsigned char *>(vips_blob_get(blob, &length));
+        const Bytes jpeg(p, p + length);
+        vips_area_unref(VIPS_AREA(blob));
+        const std::optional<int> estimate = estimateJpegQuality(jpeg);
+        ASSERT_TRUE(estimate.has_value()) << q;
+        EXPECT_NEAR(*estimate, q, 1) << q;
+    }
+    EXPECT_FALSE(estimateJpegQuality(Bytes{0xFF, 0xD8, 0xFF}).has_value());
+    EXPECT_FALSE(estimateJpegQuality(Bytes{}).has_value());
+}

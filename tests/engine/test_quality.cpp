@@ -187,6 +187,27 @@ TEST_F(Quality, NeverLargerWithoutPixelChanges) {
     RunResult r = run({"-in", tight, "-out", path("q95.jpg"), "-quality", "95"});
     ASSERT_EXIT_CODE(r, 0);
     EXPECT_LE(fileSize(path("q95.jpg")), fileSize(tight));
+
+    // A plain baseline file stored near the quality asked for: its own coefficients,
+    // rewritten without loss, beat a re-encode, upright or not.
+    for (int orientation : {1, 6}) {
+        SCOPED_TRACE("orientation " + std::to_string(orientation));
+        vips::VImage photo = photoLike(640, 480).copy();
+        photo.set(VIPS_META_ORIENTATION, orientation);
+        const std::string plain = path("plain.jpg");
+        save(photo, plain, "[Q=78,optimize_coding=false,interlace=false]");
+        r = run({"-in", plain, "-out", path("rewritten.jpg"), "-quality", "80"});
+        ASSERT_EXIT_CODE(r, 0);
+        EXPECT_LT(fileSize(path("rewritten.jpg")), fileSize(plain));
+        const vips::VImage upright = loadForViewing(plain);
+        const vips::VImage out = loadFirstPage(path("rewritten.jpg"));
+        ASSERT_EQ(out.width(), upright.width());
+        // DCT-domain rotation differs from rotating decoded pixels only by chroma
+        // upsampling rounding; a re-encode at 80 differs by ten times as much.
+        save(upright, path("reencoded.jpg"), "[Q=80]");
+        const double reencoded = meanDifference(loadFirstPage(path("reencoded.jpg")), upright);
+        EXPECT_LT(meanDifference(out, upright), orientation == 1 ? 1e-9 : reencoded / 4);
+    }
 }
 
 TEST_F(Quality, SizeLimit) {
