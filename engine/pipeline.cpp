@@ -303,8 +303,13 @@ int processImage(const Options &o)
         return src.orientation == 1 ? optimiseJpegLosslessly(src.bytes, lossless)
                                     : rotateJpegLosslessly(src.bytes, src.orientation, lossless);
     };
+    // Stored clearly below the quality about to be used, the input cannot be re-encoded
+    // smaller than its own coefficients are: when the rewrite succeeds nothing is decoded.
+    constexpr int kRewriteSureMargin = 5;
+    const bool rewriteSurelyWins =
+        rewriteMayWin && inputQuality && *inputQuality + kRewriteSureMargin <= jpegSettingsFor(o, smooth).quality;
     std::future<std::optional<Bytes>> rewritten;
-    if (rewriteMayWin) {
+    if (rewriteMayWin && !rewriteSurelyWins) {
         try {
             rewritten = std::async(std::launch::async, rewrite);
         } catch (const std::system_error &) {
@@ -312,117 +317,124 @@ int processImage(const Options &o)
         }
     }
 
-    // Decode, shrinking on load where the resize allows it. Resampling happens in the
-    // stored orientation so the loader can stream top to bottom; rotation comes after,
-    // on the small image in memory.
-    LoadRequest request;
-    request.allFrames = keepFrames;
-    int storedWidth = plan.scaledWidth, storedHeight = plan.scaledHeight;
-    if (src.swapsAxes())
-        std::swap(storedWidth, storedHeight);
-    if (plan.scale && src.format == Format::Jpeg)
-        request.jpegShrink = shrinkOnLoadFactor(src.width, src.pageHeight, storedWidth, storedHeight);
-    vips::VImage image = loadPixels(src, request);
-    // A PNG may say its numbers are encoded with another gamma than the usual 1/2.2 (linear
-    // light, for one). Only PNG output carries that statement on (see below); every other
-    // output gets the numbers re-encoded for sRGB, before resampling and stamping, so the
-    // picture looks as it did. Values near 1/2.2 are what sRGB means anyway.
-    const std::uint32_t pngGamma = src.format == Format::Png ? governingPngGamma(src.bytes).value_or(0) : 0;
-    const bool pngOnly = candidates.size() == 1 && candidates.front() == Format::Png;
-    const bool reencodeGamma = pngGamma != 0 && !pngOnly && (pngGamma < 45000 || pngGamma > 46000) &&
-                               (image.format() == VIPS_FORMAT_UCHAR || image.format() == VIPS_FORMAT_USHORT);
-    if (reencodeGamma)
-        image = reencodeGammaForSrgb(image, pngGamma / 100000.0);
-    if (plan.scale)
-        image = scaleTo(image, storedWidth, storedHeight, o.kernel);
-    if (src.orientation != 1) {
-        // Rotation reads the image out of order, which a streaming loader cannot serve.
-        image = materialise(image).autorot().copy();
-        // The pixels are upright now; savers rewrite the EXIF tag from this field.
-        image.set(VIPS_META_ORIENTATION, 1);
-    }
+    std::optional<Encoded> best;
+    bool bytesFromInput = false; // the result is the input's own bytes or coefficients
+    if (rewriteSurelyWins)
+        if (std::optional<Bytes> kept = rewrite())
+            best = Encoded{Format::Jpeg, std::move(*kept)}, bytesFromInput = true;
 
-    // Colour: CMYK always ends as sRGB; other profiles as the ICC policy says.
-    const bool pngLossless = candidates.size() == 1 && candidates.front() == Format::Png && pngIsLossless(o);
-    if (src.isCmyk) {
-        image = cmykToSrgb(image);
-    } else if (icc == IccAction::Convert) {
-        try {
-            image = convertToSrgb(image, pngLossless);
-        } catch (const vips::VError &) {
-            // A profile that does not fit the pixels (an RGB profile on grey, a broken
-            // one) cannot be applied; the pixels as stored are the best we have.
+    if (!best) {
+        // Decode, shrinking on load where the resize allows it. Resampling happens in the
+        // stored orientation so the loader can stream top to bottom; rotation comes after,
+        // on the small image in memory.
+        LoadRequest request;
+        request.allFrames = keepFrames;
+        int storedWidth = plan.scaledWidth, storedHeight = plan.scaledHeight;
+        if (src.swapsAxes())
+            std::swap(storedWidth, storedHeight);
+        if (plan.scale && src.format == Format::Jpeg)
+            request.jpegShrink = shrinkOnLoadFactor(src.width, src.pageHeight, storedWidth, storedHeight);
+        vips::VImage image = loadPixels(src, request);
+        // A PNG may say its numbers are encoded with another gamma than the usual 1/2.2 (linear
+        // light, for one). Only PNG output carries that statement on (see below); every other
+        // output gets the numbers re-encoded for sRGB, before resampling and stamping, so the
+        // picture looks as it did. Values near 1/2.2 are what sRGB means anyway.
+        const std::uint32_t pngGamma = src.format == Format::Png ? governingPngGamma(src.bytes).value_or(0) : 0;
+        const bool pngOnly = candidates.size() == 1 && candidates.front() == Format::Png;
+        const bool reencodeGamma = pngGamma != 0 && !pngOnly && (pngGamma < 45000 || pngGamma > 46000) &&
+                                   (image.format() == VIPS_FORMAT_UCHAR || image.format() == VIPS_FORMAT_USHORT);
+        if (reencodeGamma)
+            image = reencodeGammaForSrgb(image, pngGamma / 100000.0);
+        if (plan.scale)
+            image = scaleTo(image, storedWidth, storedHeight, o.kernel);
+        if (src.orientation != 1) {
+            // Rotation reads the image out of order, which a streaming loader cannot serve.
+            image = materialise(image).autorot().copy();
+            // The pixels are upright now; savers rewrite the EXIF tag from this field.
+            image.set(VIPS_META_ORIENTATION, 1);
+        }
+
+        // Colour: CMYK always ends as sRGB; other profiles as the ICC policy says.
+        const bool pngLossless = candidates.size() == 1 && candidates.front() == Format::Png && pngIsLossless(o);
+        if (src.isCmyk) {
+            image = cmykToSrgb(image);
+        } else if (icc == IccAction::Convert) {
+            try {
+                image = convertToSrgb(image, pngLossless);
+            } catch (const vips::VError &) {
+                // A profile that does not fit the pixels (an RGB profile on grey, a broken
+                // one) cannot be applied; the pixels as stored are the best we have.
+                image = image.copy();
+                removeProfile(image);
+            }
+        } else if (icc == IccAction::Drop) {
             image = image.copy();
             removeProfile(image);
         }
-    } else if (icc == IccAction::Drop) {
-        image = image.copy();
-        removeProfile(image);
-    }
-    if (!pngLossless)
-        image = to8Bit(image);
+        if (!pngLossless)
+            image = to8Bit(image);
 
-    if (plan.canvas) {
-        const bool transparent = image.has_alpha() && std::all_of(candidates.begin(), candidates.end(), holdsAlpha);
-        image = fitCanvas(image, plan, transparent);
-    }
-    if (o.hasStamp())
-        image = applyStamp(image, stamp, o);
-
-    // Several encodes of the same pixels (auto, a size limit, palette against lossless
-    // PNG) or a look at the alpha band want the pixels decoded once, in memory. A single
-    // encode streams instead: decoding and encoding overlap and no full copy is held.
-    const bool encodesMoreThanOnce = candidates.size() > 1 || o.sizeLimitKiB || candidates.front() == Format::Png;
-    const bool inMemory = encodesMoreThanOnce || image.has_alpha();
-    if (inMemory)
-        image = materialise(image);
-    // An alpha band that is opaque everywhere only costs bytes.
-    if (image.has_alpha() && !hasRealTransparency(image))
-        image = dropAlpha(image);
-
-    image = image.copy(); // fields are about to change: never on a shared image
-    prepareMetadata(image, o.keepMetadata);
-    if (keepFrames)
-        image.set("page-height", pageHeightOf(image));
-
-    // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
-    // with real transparency only ever becomes PNG.
-    std::optional<Encoded> best;
-    for (Format f : candidates) {
-        if (f == Format::Jpeg && !target && image.has_alpha())
-            continue;
-        vips::VImage pixels = image;
-        if (f == Format::Jpeg && pixels.has_alpha())
-            pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
-        Bytes bytes;
-        try {
-            bytes = encodeAs(f, pixels, o, smooth, src.format == Format::Gif && !asksPixelChange);
-        } catch (const Failure &failure) {
-            // While streaming, a damaged input shows up as an encoder error: decode the
-            // input alone to tell the two apart, and trust the decoders' own words where
-            // a damaged tail only fails on the way the encoder reads.
-            if (failure.code() == Exit::CannotEncode && !inMemory) {
-                checkDecodes(src, request);
-                if (comesFromDecoder(failure.what())) {
-                    // Drop our "cannot encode as ...:" prefix: the decoder's words are the reason.
-                    const std::string what = failure.what();
-                    const std::size_t colon = what.find(": ");
-                    fail(Exit::Damaged, "the input is damaged: " + (colon == std::string::npos ? what : what.substr(colon + 2)));
-                }
-            }
-            throw;
+        if (plan.canvas) {
+            const bool transparent = image.has_alpha() && std::all_of(candidates.begin(), candidates.end(), holdsAlpha);
+            image = fitCanvas(image, plan, transparent);
         }
-        if (f == Format::Png && src.format == Format::Png && icc != IccAction::Convert && !reencodeGamma)
-            bytes = withColourChunksOf(src.bytes, std::move(bytes));
-        if (!best || bytes.size() < best->bytes.size())
-            best = Encoded{f, std::move(bytes)};
+        if (o.hasStamp())
+            image = applyStamp(image, stamp, o);
+
+        // Several encodes of the same pixels (auto, a size limit, palette against lossless
+        // PNG) or a look at the alpha band want the pixels decoded once, in memory. A single
+        // encode streams instead: decoding and encoding overlap and no full copy is held.
+        const bool encodesMoreThanOnce = candidates.size() > 1 || o.sizeLimitKiB || candidates.front() == Format::Png;
+        const bool inMemory = encodesMoreThanOnce || image.has_alpha();
+        if (inMemory)
+            image = materialise(image);
+        // An alpha band that is opaque everywhere only costs bytes.
+        if (image.has_alpha() && !hasRealTransparency(image))
+            image = dropAlpha(image);
+
+        image = image.copy(); // fields are about to change: never on a shared image
+        prepareMetadata(image, o.keepMetadata);
+        if (keepFrames)
+            image.set("page-height", pageHeightOf(image));
+
+        // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
+        // with real transparency only ever becomes PNG.
+        for (Format f : candidates) {
+            if (f == Format::Jpeg && !target && image.has_alpha())
+                continue;
+            vips::VImage pixels = image;
+            if (f == Format::Jpeg && pixels.has_alpha())
+                pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
+            Bytes bytes;
+            try {
+                bytes = encodeAs(f, pixels, o, smooth, src.format == Format::Gif && !asksPixelChange);
+            } catch (const Failure &failure) {
+                // While streaming, a damaged input shows up as an encoder error: decode the
+                // input alone to tell the two apart, and trust the decoders' own words where
+                // a damaged tail only fails on the way the encoder reads.
+                if (failure.code() == Exit::CannotEncode && !inMemory) {
+                    checkDecodes(src, request);
+                    if (comesFromDecoder(failure.what())) {
+                        // Drop our "cannot encode as ...:" prefix: the decoder's words are the reason.
+                        const std::string what = failure.what();
+                        const std::size_t colon = what.find(": ");
+                        fail(Exit::Damaged, "the input is damaged: " + (colon == std::string::npos ? what : what.substr(colon + 2)));
+                    }
+                }
+                throw;
+            }
+            if (f == Format::Png && src.format == Format::Png && icc != IccAction::Convert && !reencodeGamma)
+                bytes = withColourChunksOf(src.bytes, std::move(bytes));
+            if (!best || bytes.size() < best->bytes.size())
+                best = Encoded{f, std::move(bytes)};
+        }
+
     }
 
     // Same format and nothing pixel-changing asked: never hand back a larger file.
     const bool marked = o.markWrite && (best->format == Format::Jpeg || best->format == Format::Png);
     const std::size_t markBytes = marked ? markSize(best->format) : 0;
     const std::size_t limit = o.sizeLimitKiB ? std::size_t(*o.sizeLimitKiB) * 1024 : SIZE_MAX;
-    bool bytesFromInput = false; // the result is the input's own bytes or coefficients
     if (best->format == src.format && !asksPixelChange) {
         // The rewrite wins when it is smaller. It is needed when the re-encode is no
         // smaller than the input, and worth trying when it can come within reach: at most
@@ -430,7 +442,7 @@ int processImage(const Options &o)
         const double reach = src.progressiveJpeg ? 1.0 : 0.85;
         const bool needed = best->bytes.size() >= src.bytes.size();
         const bool worthTrying = rewriteMayWin && double(best->bytes.size()) >= reach * double(src.bytes.size());
-        if (src.format == Format::Jpeg && (rewritten.valid() || needed || worthTrying)) {
+        if (src.format == Format::Jpeg && !bytesFromInput && (rewritten.valid() || needed || worthTrying)) {
             std::optional<Bytes> kept = rewritten.valid() ? rewritten.get() : rewrite();
             if (kept && kept->size() < best->bytes.size() && kept->size() + markBytes <= limit)
                 best->bytes = std::move(*kept), bytesFromInput = true;
