@@ -8,8 +8,8 @@
 #include <exception>
 #include <functional>
 #include <memory>
-#include <stdexcept>
 #include <mutex>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 

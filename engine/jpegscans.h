@@ -4,7 +4,8 @@
 // the other on one thread, and only after the last pixel row has arrived. Here the
 // coefficients are kept in zigzag order with a bitmap of their non-zero entries, so a
 // block costs one step per non-zero coefficient; each scan is cut into restart
-// intervals that are counted and coded on all cores at once.
+// intervals that are counted (large scans on a sample of their rows) and coded on all
+// cores at once.
 #pragma once
 
 #include "load.h"
