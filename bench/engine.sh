@@ -6,16 +6,19 @@
 # For every corpus image: wall time and peak memory (/usr/bin/time '%e %M') of
 #   fixed quality:  dravik.bin -quality 80                vs  vips copy in out[Q=80]
 #   resize:         dravik.bin -quality 80 -longside 1920 vs  vipsthumbnail in -s 1920 -o out[Q=80]
+# The engine always uprights an EXIF orientation and turns CMYK into sRGB; vips copy does
+# neither, so for such inputs the libvips side of the fixed-quality case is the libvips
+# command that does the same job (vips autorot, vips icc_transform) in one encode.
 # each in the input's own format, and the time ratio engine/vips. The summary gives the
 # geometric-mean ratios and the peak memory of a 24-megapixel JPEG resized to 1920.
-# Both sides run back to back on the same machine, so the ratios hold on a noisy machine
-# where the absolute times do not. REPEAT=n keeps the fastest of n runs of each command.
+# Both sides run back to back, REPEAT times (default 3), and every figure is a median:
+# the ratio is the median of the back-to-back pairs' ratios.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 engine=${1:-$root/build/bin/dravik.bin}
 corpus=${DRAVIK_CORPUS_DIR:-$root/../shared/corpus}
-repeat=${REPEAT:-1}
+repeat=${REPEAT:-3}
 
 [[ -x $engine ]] || { echo "engine not found or not executable: $engine" >&2; exit 2; }
 for tool in vips vipsthumbnail /usr/bin/time; do
@@ -25,22 +28,40 @@ done
 work=$(mktemp -d "${TMPDIR:-/tmp}/dravik-bench-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
-# Runs a command REPEAT times; prints "seconds peakKiB" of the fastest run.
-measure() {
-  local best="" t m
+# Runs one command once; prints "seconds peakKiB", or "nan nan" when it failed.
+once() {
+  if ! /usr/bin/time -f '%e %M' -o "$work/time" "$@" >/dev/null 2>"$work/err"; then
+    echo "FAILED: $*" >&2
+    sed 's/^/  /' "$work/err" | tail -3 >&2
+    echo "nan nan"
+    return
+  fi
+  tail -1 "$work/time"
+}
+
+# Runs the engine command and the libvips command alternately REPEAT times, given as
+#   pair ENGINE-ARGS... -- VIPS-ARGS...
+# and prints "eng_s eng_KiB vips_s vips_KiB ratio": the medians of each column, the ratio
+# being the median of the pairs' own ratios. A pair shares the machine's state of the
+# moment, so on a shared, noisy machine its ratio holds where the absolute times do not.
+pair() {
+  local -a a=() b=()
+  while [[ $1 != -- ]]; do a+=("$1"); shift; done
+  shift
+  b=("$@")
   for ((i = 0; i < repeat; i++)); do
-    if ! /usr/bin/time -f '%e %M' -o "$work/time" "$@" >/dev/null 2>"$work/err"; then
-      echo "FAILED: $*" >&2
-      sed 's/^/  /' "$work/err" | tail -3 >&2
-      echo "nan nan"
-      return
-    fi
-    read -r t m < <(tail -1 "$work/time")
-    if [[ -z $best ]] || awk -v a="$t" -v b="${best%% *}" 'BEGIN{exit !(a<b)}'; then
-      best="$t $m"
-    fi
-  done
-  echo "$best"
+    echo "$(once "${a[@]}") $(once "${b[@]}")"
+  done | awk '
+    function median(v, n,   i, j, t) {
+      for (i = 2; i <= n; i++) { t = v[i]; for (j = i - 1; j >= 1 && v[j] > t; j--) v[j + 1] = v[j]; v[j + 1] = t }
+      return n % 2 ? v[(n + 1) / 2] : (v[n / 2] + v[n / 2 + 1]) / 2
+    }
+    $1 == "nan" || $3 == "nan" { failed = 1; next }
+    { n++; es[n] = $1; em[n] = $2; vs[n] = $3; vm[n] = $4; r[n] = ($3 > 0 ? $1 / $3 : 0) }
+    END {
+      if (failed || !n) { print "nan nan nan nan nan"; exit }
+      printf "%.2f %d %.2f %d %.2f\n", median(es, n), median(em, n), median(vs, n), median(vm, n), median(r, n)
+    }'
 }
 
 ext_of() {
@@ -83,13 +104,19 @@ for f in "$corpus"/*.jpg "$corpus"/*.png "$corpus"/*.gif "$corpus"/*.webp "$corp
   for case in quality resize; do
     rm -f "$work"/e.* "$work"/v.*
     if [[ $case == quality ]]; then
-      read -r es em < <(measure "$engine" -in "$f" -out "$work/e.$ext" -quality 80)
-      read -r vs vm < <(measure vips copy "$f" "$work/v.$ext$opts")
+      orientation=$(vipsheader -f orientation "$f" 2>/dev/null || echo 1)
+      if [[ $(vipsheader -f interpretation "$f" 2>/dev/null) == *CMYK* ]]; then
+        vips_cmd=(vips icc_transform "$f" "$work/v.$ext$opts" srgb --embedded --input-profile cmyk)
+      elif [[ $orientation != 1 ]]; then
+        vips_cmd=(vips autorot "$f" "$work/v.$ext$opts")
+      else
+        vips_cmd=(vips copy "$f" "$work/v.$ext$opts")
+      fi
+      read -r es em vs vm ratio < <(pair "$engine" -in "$f" -out "$work/e.$ext" -quality 80 -- "${vips_cmd[@]}")
     else
-      read -r es em < <(measure "$engine" -in "$f" -out "$work/e.$ext" -quality 80 -longside 1920)
-      read -r vs vm < <(measure vipsthumbnail "$f" -s 1920 -o "$work/v.$ext$opts")
+      read -r es em vs vm ratio < <(pair "$engine" -in "$f" -out "$work/e.$ext" -quality 80 -longside 1920 -- \
+        vipsthumbnail "$f" -s 1920 -o "$work/v.$ext$opts")
     fi
-    ratio=$(awk -v a="$es" -v b="$vs" 'BEGIN{ if (a=="nan"||b=="nan"||b<=0) print "nan"; else printf "%.2f", a/b }')
     eb=$(stat -c %s "$work/e.$ext" 2>/dev/null || echo -)
     vb=$(stat -c %s "$work/v.$ext" 2>/dev/null || echo -)
     printf '%-38s %-6s %9s %9s %9s %9s %7s %10s %10s\n' "$name" "$case" "$es" \
