@@ -36,6 +36,29 @@ vips::VImage flatImage(int w, int h)
         vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
 }
 
+// A grey image made block by block: fill(bx, by, block) sets each natural-order block.
+template <class Fill>
+CoefficientImage greyBlocks(int blocksWide, int blocksHigh, std::uint16_t quantiser, Fill &&fill)
+{
+    CoefficientImage image;
+    image.width = 8 * blocksWide;
+    image.height = 8 * blocksHigh;
+    image.quantTables.push_back({});
+    image.quantTables[0].fill(quantiser);
+    CoefficientPlane plane;
+    plane.widthInBlocks = blocksWide;
+    plane.heightInBlocks = blocksHigh;
+    plane.allocate(blocksWide, blocksHigh);
+    for (int by = 0; by < blocksHigh; ++by)
+        for (int bx = 0; bx < blocksWide; ++bx) {
+            short block[64] = {};
+            fill(bx, by, block);
+            plane.store(bx, by, block);
+        }
+    image.planes.push_back(std::move(plane));
+    return image;
+}
+
 bool hasMarker(const Bytes &jpeg, unsigned char marker)
 {
     for (std::size_t i = 0; i + 1 < jpeg.size(); ++i)
@@ -91,29 +114,16 @@ TEST(JpegScans, OneThreadOrManyGiveTheSameCoefficients)
 {
     // A hand-made plane: every coefficient position, zero runs over 16, the largest
     // magnitudes, negative values.
-    CoefficientImage image;
-    image.width = 8 * 150;
-    image.height = 8 * 130;
-    image.quantTables.push_back({});
-    image.quantTables[0].fill(1);
-    CoefficientPlane plane;
-    plane.widthInBlocks = 150;
-    plane.heightInBlocks = 130;
-    plane.allocate(150, 130);
     std::uint32_t seed = 1;
     const auto next = [&] { return seed = seed * 1664525u + 1013904223u; };
-    for (int by = 0; by < 130; ++by)
-        for (int bx = 0; bx < 150; ++bx) {
-            short block[64] = {};
-            block[0] = short(int(next() % 2047) - 1023); // 8-bit samples: |DC| <= 1023
-            const int used = int(next() % 5);
-            for (int i = 0; i < used; ++i)
-                block[next() % 64] = short(int(next() % 2047) - 1023);
-            if ((bx + by) % 7 == 0)
-                block[63] = -1023; // after a run of zeros longer than 16
-            plane.store(bx, by, block);
-        }
-    image.planes.push_back(std::move(plane));
+    const CoefficientImage image = greyBlocks(150, 130, 1, [&](int bx, int by, short *block) {
+        block[0] = short(int(next() % 2047) - 1023); // 8-bit samples: |DC| <= 1023
+        const int used = int(next() % 5);
+        for (int i = 0; i < used; ++i)
+            block[next() % 64] = short(int(next() % 2047) - 1023);
+        if ((bx + by) % 7 == 0)
+            block[63] = -1023; // after a run of zeros longer than 16
+    });
     const Bytes one = writeProgressiveJpeg(image, {}, 1);
     const Bytes four = writeProgressiveJpeg(image, {}, 4);
     EXPECT_FALSE(hasMarker(one, 0xDD));
@@ -235,23 +245,9 @@ TEST(JpegScans, EndOfBandRunsLongerThanOneSymbolCarries)
     // Flat blocks only, more of them than one end-of-band run can count (32767): each
     // 8x8 block decodes to 128 + its DC when the DC quantiser is 8.
     const int blocksWide = 200, blocksHigh = 190;
-    CoefficientImage image;
-    image.width = 8 * blocksWide;
-    image.height = 8 * blocksHigh;
-    image.quantTables.push_back({});
-    image.quantTables[0].fill(8);
-    CoefficientPlane plane;
-    plane.widthInBlocks = blocksWide;
-    plane.heightInBlocks = blocksHigh;
-    plane.allocate(blocksWide, blocksHigh);
     const auto dcOf = [](int bx, int by) { return (bx * 7 + by * 13) % 201 - 100; };
-    for (int by = 0; by < blocksHigh; ++by)
-        for (int bx = 0; bx < blocksWide; ++bx) {
-            short block[64] = {};
-            block[0] = short(dcOf(bx, by));
-            plane.store(bx, by, block);
-        }
-    image.planes.push_back(std::move(plane));
+    const CoefficientImage image =
+        greyBlocks(blocksWide, blocksHigh, 8, [&](int bx, int by, short *block) { block[0] = short(dcOf(bx, by)); });
     for (int threads : {1, 3}) {
         const vips::VImage decoded = decode(writeProgressiveJpeg(image, {}, threads));
         ASSERT_EQ(decoded.width(), image.width);
@@ -267,25 +263,11 @@ TEST(JpegScans, SampledCountsFallBackToExactCountsForAnUnforeseenSymbol)
     // eight-bit range (category 12 here) on a row the sample skips has no code in the
     // first tables: the scan must be counted again in full, not written without it.
     const auto imageWith = [](int blocksWide, int blocksHigh, int bx, int by) {
-        CoefficientImage image;
-        image.width = 8 * blocksWide;
-        image.height = 8 * blocksHigh;
-        image.quantTables.push_back({});
-        image.quantTables[0].fill(1);
-        CoefficientPlane plane;
-        plane.widthInBlocks = blocksWide;
-        plane.heightInBlocks = blocksHigh;
-        plane.allocate(blocksWide, blocksHigh);
-        for (int y = 0; y < blocksHigh; ++y)
-            for (int x = 0; x < blocksWide; ++x) {
-                short block[64] = {};
-                block[1] = short((x + y) % 3 - 1);
-                if (x == bx && y == by)
-                    block[0] = 3000;
-                plane.store(x, y, block);
-            }
-        image.planes.push_back(std::move(plane));
-        return image;
+        return greyBlocks(blocksWide, blocksHigh, 1, [&](int x, int y, short *block) {
+            block[1] = short((x + y) % 3 - 1);
+            if (x == bx && y == by)
+                block[0] = 3000;
+        });
     };
     const CoefficientImage large = imageWith(300, 200, 10, 1); // 60000 blocks, row 1 unsampled
     const CoefficientImage small = imageWith(20, 4, 10, 1);
