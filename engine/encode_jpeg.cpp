@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <stdexcept>
 #include <string>
 
 #include <jpeglib.h>
@@ -303,8 +304,12 @@ Bytes encodeJpeg(const vips::VImage &input, const JpegSettings &s)
     jpeg_destroy_compress(&cinfo);
     if (!s.progressive)
         return std::move(destination.bytes);
-    return writeProgressiveJpeg(coefficients, JpegFileHeader{dpi ? 1 : 0, dpi ? dpi : 1, dpi ? dpi : 1, metadata},
-                                codingThreads());
+    try {
+        return writeProgressiveJpeg(coefficients, JpegFileHeader{dpi ? 1 : 0, dpi ? dpi : 1, dpi ? dpi : 1, metadata},
+                                    codingThreads());
+    } catch (const std::range_error &e) {
+        fail(Exit::CannotEncode, std::string("cannot encode as JPEG: ") + e.what());
+    }
 }
 
 } // namespace dravik

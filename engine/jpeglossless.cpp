@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <algorithm>
 
 #include <jpeglib.h>
@@ -243,7 +244,11 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
         jpeg_finish_decompress(&src);
         jpeg_destroy_compress(&dst);
         jpeg_destroy_decompress(&src);
-        return writeProgressiveJpeg(image, header, codingThreads());
+        try {
+            return writeProgressiveJpeg(image, header, codingThreads());
+        } catch (const std::range_error &) {
+            return std::nullopt; // a forged file: the caller keeps other bytes
+        }
     }
 
     jpeg_copy_critical_parameters(&src, &dst);

@@ -819,6 +819,19 @@ void addPossibleSymbols(const Scan &scan, std::array<Counts, 2> &counts)
     }
 }
 
+// What libjpeg's own encoder refuses too: DC differences past 11 bits, AC values past
+// 10. Such coefficients only come from a damaged or forged file read for a rewrite.
+bool withinEightBitRange(const Scan &scan, const std::array<Counts, 2> &counts)
+{
+    for (const Counts &c : counts)
+        for (std::size_t sym = 0; sym < 256; ++sym)
+            if (c[sym] && (scan.isDc() ? sym > 11 : (sym & 15) > 10))
+                return false;
+    return true;
+}
+
+const char *const kOutOfRange = "coefficients beyond the range of eight-bit JPEG";
+
 // The symbol counts of one piece of a scan, all of it or every few rows.
 CountingSink countPiece(const CoefficientImage &image, const Scan &scan, long segment, bool sampled)
 {
@@ -863,12 +876,12 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
     std::vector<std::array<HuffmanTable, 2>> tables(scans.size());
     std::vector<std::uint64_t> scanBits(scans.size(), 0);
     // Pass one counts the symbols of every piece and builds each scan's tables.
-    const auto count = [&](bool allowSampling) {
+    const auto count = [&] {
         std::vector<CountingSink> counted(tasks.size());
         runTasks(tasks.size(), threads, [&](std::size_t i) {
             const Scan &scan = scans[tasks[i].scan];
             if (scan.needsTable())
-                counted[i] = countPiece(image, scan, tasks[i].segment, allowSampling && scan.mcus > kSampleAbove);
+                counted[i] = countPiece(image, scan, tasks[i].segment, scan.mcus > kSampleAbove);
         });
         std::vector<CountingSink> totals(scans.size());
         for (std::size_t i = 0; i < tasks.size(); ++i) {
@@ -881,7 +894,9 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
         for (std::size_t s = 0; s < scans.size(); ++s) {
             if (!scans[s].needsTable())
                 continue;
-            const bool sampled = allowSampling && scans[s].mcus > kSampleAbove;
+            const bool sampled = scans[s].mcus > kSampleAbove;
+            if (!withinEightBitRange(scans[s], totals[s].counts))
+                throw std::range_error(kOutOfRange);
             if (sampled)
                 addPossibleSymbols(scans[s], totals[s].counts);
             tables[s][0] = tableFor(totals[s].counts[0]);
@@ -916,14 +931,11 @@ Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &
         return complete.load();
     };
 
-    count(true);
-    if (!code()) {
-        // A symbol no table foresaw (coefficients beyond eight-bit range, from a file
-        // read for a lossless rewrite): count everything and code again.
-        count(false);
-        if (!code())
-            throw std::logic_error("a Huffman table lacks a symbol its own count saw");
-    }
+    // Sampled tables hold every symbol eight-bit coefficients can produce; a symbol
+    // found missing while coding therefore comes from coefficients beyond that range.
+    count();
+    if (!code())
+        throw std::range_error(kOutOfRange);
     // Pieces back in file order.
     std::vector<std::vector<const Bytes *>> pieces(scans.size());
     for (std::size_t s = 0; s < scans.size(); ++s)

@@ -110,7 +110,8 @@ int codingThreads();
 
 // The progressive file: DC first, then the AC bands and their refinements (see the
 // script in jpegscans.cpp), Huffman tables optimised per scan. `threads` <= 1 counts
-// and codes on the calling thread.
+// and codes on the calling thread. Throws std::range_error for coefficients beyond what
+// eight-bit JPEG can hold (libjpeg's encoder refuses them too).
 Bytes writeProgressiveJpeg(const CoefficientImage &image, const JpegFileHeader &header, int threads);
 
 // Code lengths (1..16) of an optimal length-limited Huffman code for the 256 symbol
