@@ -1,3 +1,7 @@
+// libjpeg's inverse DCT interface: the rewrite catches coefficients in its place.
+// Defined before any header can include jpeglib.h.
+#define JPEG_INTERNALS
+
 #include "jpeglossless.h"
 
 #include "jpegdest.h"
@@ -8,6 +12,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <vector>
 #include <stdexcept>
 #include <algorithm>
 
@@ -156,6 +162,149 @@ CoefficientImage coefficientsOf(j_decompress_ptr src, jvirt_barray_ptr *arrays)
     return image;
 }
 
+// Coefficients caught on their way to libjpeg's inverse DCT. Reading raw data row by
+// row this way needs no whole-image coefficient arrays for a sequential file (libjpeg
+// zeroes and fills them in jpeg_read_coefficients) and computes no pixels at all.
+struct RawCapture {
+    CoefficientImage *image = nullptr;
+    JSAMPARRAY rows[MAX_COMPONENTS] = {}; // the row pointers handed to jpeg_read_raw_data
+    long stored = 0;
+    bool misplaced = false; // a block outside the planes: the layout is not the one assumed
+};
+
+extern "C" void catchBlock(j_decompress_ptr cinfo, jpeg_component_info *comp, JCOEFPTR block, JSAMPARRAY output,
+                           JDIMENSION column)
+{
+    auto *capture = static_cast<RawCapture *>(cinfo->client_data);
+    const int ci = comp->component_index;
+    CoefficientPlane &plane = capture->image->planes[std::size_t(ci)];
+    const int bx = int(column / DCTSIZE);
+    const int by = int(cinfo->output_iMCU_row) * comp->v_samp_factor + int(output - capture->rows[ci]) / DCTSIZE;
+    if (bx >= plane.widthInBlocks || by >= plane.heightInBlocks || bx >= plane.stride || by >= plane.rows) {
+        capture->misplaced = true;
+        return;
+    }
+    bool outOfMemory = false;
+    try {
+        plane.store(bx, by, block);
+        ++capture->stored;
+    } catch (const std::bad_alloc &) {
+        outOfMemory = true;
+    }
+    // Out through libjpeg's own error path: an exception cannot cross its C frames.
+    if (outOfMemory)
+        std::longjmp(reinterpret_cast<ErrorManager *>(cinfo->err)->jump, 1);
+}
+
+// The whole rewrite source through RawCapture: the coefficient image, the density and the
+// markers the policy keeps. false when the input cannot be read that way (the caller then
+// takes libjpeg's whole-image route).
+bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, CoefficientImage &image,
+                         JpegFileHeader &header)
+{
+    jpeg_decompress_struct src {};
+    ErrorManager err {};
+    RawCapture capture;
+    std::vector<std::vector<JSAMPLE>> sampleRows;
+    std::vector<std::vector<JSAMPROW>> rowPointers;
+    src.err = jpeg_std_error(&err.pub);
+    err.pub.error_exit = onJpegError;
+    err.pub.emit_message = onJpegWarning;
+    jpeg_create_decompress(&src);
+    if (setjmp(err.jump)) {
+        jpeg_destroy_decompress(&src);
+        return false;
+    }
+    jpeg_mem_src(&src, input.data(), static_cast<unsigned long>(input.size()));
+    for (int m = 1; m < 16; ++m)
+        if (m != 14)
+            jpeg_save_markers(&src, JPEG_APP0 + m, 0xFFFF);
+    jpeg_save_markers(&src, JPEG_COM, 0xFFFF);
+    jpeg_read_header(&src, TRUE);
+    if (!fitsOurScanCoder(src)) {
+        jpeg_destroy_decompress(&src);
+        return false;
+    }
+    src.raw_data_out = TRUE;
+    src.do_block_smoothing = FALSE;
+    jpeg_start_decompress(&src);
+    const int iMcuRows = src.max_v_samp_factor * DCTSIZE;
+    bool plain = src.output_width == src.image_width && src.output_height == src.image_height;
+    for (int ci = 0; ci < src.num_components; ++ci)
+        plain = plain && src.comp_info[ci].DCT_scaled_size == DCTSIZE;
+    if (!plain) {
+        jpeg_destroy_decompress(&src);
+        return false;
+    }
+
+    image = CoefficientImage {};
+    image.width = int(src.image_width);
+    image.height = int(src.image_height);
+    const JDIMENSION mcuWidth = JDIMENSION(DCTSIZE * src.max_h_samp_factor);
+    image.mcusPerRow = int((src.image_width + mcuWidth - 1) / mcuWidth);
+    image.mcuRows = int((src.image_height + JDIMENSION(iMcuRows) - 1) / JDIMENSION(iMcuRows));
+    const bool interleaved = src.num_components > 1;
+    int tables = 0;
+    long expected = 0;
+    JSAMPARRAY data[MAX_COMPONENTS] = {};
+    sampleRows.resize(std::size_t(src.num_components));
+    rowPointers.resize(std::size_t(src.num_components));
+    for (int ci = 0; ci < src.num_components; ++ci) {
+        const jpeg_component_info &comp = src.comp_info[ci];
+        CoefficientPlane plane;
+        plane.id = comp.component_id;
+        plane.hSampling = interleaved ? comp.h_samp_factor : 1;
+        plane.vSampling = interleaved ? comp.v_samp_factor : 1;
+        plane.quantTable = comp.quant_tbl_no;
+        plane.widthInBlocks = int(comp.width_in_blocks);
+        plane.heightInBlocks = int(comp.height_in_blocks);
+        // Whole MCUs, and never narrower than the blocks libjpeg hands over.
+        const int stride = interleaved ? std::max(image.mcusPerRow * comp.h_samp_factor, plane.widthInBlocks)
+                                       : plane.widthInBlocks;
+        const int rows = interleaved ? std::max(image.mcuRows * comp.v_samp_factor, plane.heightInBlocks)
+                                     : plane.heightInBlocks;
+        plane.allocate(stride, rows);
+        image.planes.push_back(std::move(plane));
+        expected += long(comp.width_in_blocks) * long(comp.height_in_blocks);
+        tables = std::max(tables, comp.quant_tbl_no + 1);
+        // Room for the samples libjpeg's own inverse DCT would write; ours writes none.
+        const int lines = comp.v_samp_factor * DCTSIZE;
+        sampleRows[std::size_t(ci)].assign(std::size_t(stride) * DCTSIZE, 0);
+        rowPointers[std::size_t(ci)].assign(std::size_t(lines), sampleRows[std::size_t(ci)].data());
+        data[ci] = rowPointers[std::size_t(ci)].data();
+        capture.rows[ci] = data[ci];
+    }
+    for (int t = 0; t < tables; ++t) {
+        std::array<std::uint16_t, 64> q {};
+        if (src.quant_tbl_ptrs[t])
+            for (int k = 0; k < 64; ++k)
+                q[std::size_t(k)] = src.quant_tbl_ptrs[t]->quantval[k];
+        image.quantTables.push_back(q);
+    }
+
+    capture.image = &image;
+    src.client_data = &capture;
+    for (int ci = 0; ci < src.num_components; ++ci)
+        src.idct->inverse_DCT[ci] = catchBlock;
+    while (src.output_scanline < src.output_height)
+        if (jpeg_read_raw_data(&src, data, JDIMENSION(iMcuRows)) == 0)
+            break;
+
+    header = JpegFileHeader {};
+    if (src.saw_JFIF_marker) {
+        header.densityUnit = src.density_unit;
+        header.xDensity = src.X_density;
+        header.yDensity = src.Y_density;
+    }
+    for (jpeg_saved_marker_ptr m = src.marker_list; m; m = m->next)
+        if (keepsMarker(m, o))
+            header.segments.push_back({static_cast<unsigned char>(m->marker), Bytes(m->data, m->data + m->data_length)});
+    const bool complete = !capture.misplaced && capture.stored == expected;
+    jpeg_finish_decompress(&src);
+    jpeg_destroy_decompress(&src);
+    return complete;
+}
+
 } // namespace
 
 std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, const LosslessJpegOptions &o)
@@ -220,6 +369,20 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
         return std::nullopt;
     }
 
+    if (o.progressive) {
+        CoefficientImage image;
+        JpegFileHeader header;
+        if (captureCoefficients(input, o, image, header)) {
+            jpeg_destroy_compress(&dst);
+            jpeg_destroy_decompress(&src);
+            try {
+                return writeProgressiveJpeg(image, header, codingThreads());
+            } catch (const std::range_error &) {
+                return std::nullopt; // a forged file: the caller keeps other bytes
+            }
+        }
+    }
+
     jpeg_mem_src(&src, input.data(), static_cast<unsigned long>(input.size()));
     // JFIF (APP0) and Adobe (APP14) are rewritten by libjpeg itself from the source's
     // parameters; everything else is saved and copied by policy below.
@@ -269,7 +432,7 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     return std::move(destination.bytes);
 }
 
-std::optional<int> estimateJpegQuality(const Bytes &jpeg)
+std::optional<JpegStorage> readJpegStorage(const Bytes &jpeg)
 {
     // libjpeg's own table at quality 50 is the standard one its scaling starts from.
     jpeg_compress_struct reference {};
@@ -293,7 +456,7 @@ std::optional<int> estimateJpegQuality(const Bytes &jpeg)
     jpeg_set_quality(&reference, 50, FALSE);
     jpeg_mem_src(&src, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
     jpeg_read_header(&src, TRUE);
-    std::optional<int> quality;
+    std::optional<JpegStorage> storage;
     const JQUANT_TBL *table = src.comp_info && src.num_components > 0 ? src.quant_tbl_ptrs[src.comp_info[0].quant_tbl_no] : nullptr;
     if (table) {
         // The mean scale against the standard table, turned back into a quality the way
@@ -303,11 +466,15 @@ std::optional<int> estimateJpegQuality(const Bytes &jpeg)
             scale += 100.0 * table->quantval[k] / reference.quant_tbl_ptrs[0]->quantval[k];
         scale /= 64;
         const double q = scale <= 100 ? (200 - scale) / 2 : 5000 / scale;
-        quality = std::clamp(int(q + 0.5), 1, 100);
+        storage = JpegStorage{std::clamp(int(q + 0.5), 1, 100), false};
+        for (int c = 1; c < src.num_components; ++c)
+            if (src.comp_info[c].h_samp_factor < src.max_h_samp_factor ||
+                src.comp_info[c].v_samp_factor < src.max_v_samp_factor)
+                storage->subsampledChroma = true;
     }
     jpeg_destroy_decompress(&src);
     jpeg_destroy_compress(&reference);
-    return quality;
+    return storage;
 }
 
 } // namespace dravik

@@ -22,8 +22,13 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
 // moves) or the input cannot be read: then only a re-encode can apply it.
 std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, const LosslessJpegOptions &o);
 
-// The quality (1..100, on libjpeg's scale) whose luma quantisation table comes closest
-// to the file's own; nullopt when its header cannot be read.
-std::optional<int> estimateJpegQuality(const Bytes &jpeg);
+// How a JPEG file was stored, read from its header alone.
+struct JpegStorage {
+    int quality = 0; // 1..100 on libjpeg's scale: whose luma table comes closest to the file's
+    bool subsampledChroma = false; // chroma at less than full resolution
+};
+
+// nullopt when the header cannot be read.
+std::optional<JpegStorage> readJpegStorage(const Bytes &jpeg);
 
 } // namespace dravik

@@ -295,19 +295,23 @@ int processImage(const Options &o)
     // from the decode, so it runs beside the decode and encode.
     const LosslessJpegOptions lossless{!o.baseline, o.keepMetadata, icc == IccAction::Keep};
     const bool rewritable = src.format == Format::Jpeg && target == Format::Jpeg && !asksPixelChange;
-    const std::optional<int> inputQuality = rewritable ? estimateJpegQuality(src.bytes) : std::nullopt;
+    const std::optional<JpegStorage> stored = rewritable ? readJpegStorage(src.bytes) : std::nullopt;
+    const JpegSettings reencoding = jpegSettingsFor(o, smooth);
     constexpr int kRewriteQualityMargin = 3;
-    const bool rewriteMayWin = rewritable && !o.sizeLimitKiB &&
-                               (!inputQuality || *inputQuality <= jpegSettingsFor(o, smooth).quality + kRewriteQualityMargin);
+    const bool rewriteMayWin =
+        rewritable && !o.sizeLimitKiB && (!stored || stored->quality <= reencoding.quality + kRewriteQualityMargin);
     const auto rewrite = [&src, lossless] {
         return src.orientation == 1 ? optimiseJpegLosslessly(src.bytes, lossless)
                                     : rotateJpegLosslessly(src.bytes, src.orientation, lossless);
     };
-    // Stored clearly below the quality about to be used, the input cannot be re-encoded
-    // smaller than its own coefficients are: when the rewrite succeeds nothing is decoded.
+    // Stored clearly below the quality about to be used, or no higher but with halved
+    // chroma where the re-encode keeps it whole, the input cannot be re-encoded smaller
+    // than its own coefficients are: when the rewrite succeeds nothing is decoded.
     constexpr int kRewriteSureMargin = 5;
     const bool rewriteSurelyWins =
-        rewriteMayWin && inputQuality && *inputQuality + kRewriteSureMargin <= jpegSettingsFor(o, smooth).quality;
+        rewriteMayWin && stored &&
+        (stored->quality + kRewriteSureMargin <= reencoding.quality ||
+         (stored->quality <= reencoding.quality && stored->subsampledChroma && reencoding.fullChroma));
     std::future<std::optional<Bytes>> rewritten;
     if (rewriteMayWin && !rewriteSurelyWins) {
         try {

@@ -249,19 +249,23 @@ TEST(PngChunks, GammaAndChromaticityTravelUnlessAProfileSpeaks)
     EXPECT_EQ(withColourChunksOf(source, notPng), notPng);
 }
 
-TEST(LosslessJpeg, EstimatesTheQualityAFileWasStoredAt)
+TEST(LosslessJpeg, ReadsTheQualityAndChromaAFileWasStoredWith)
 {
     const vips::VImage image = testImage(64, 48);
     for (int q : {30, 50, 75, 84, 90, 97}) {
-        VipsBlob *blob = image.jpegsave_buffer(vips::VImage::option()->set("Q", q));
-        size_t length = 0;
-        const auto *p = static_cast<const unsigned char *>(vips_blob_get(blob, &length));
-        const Bytes jpeg(p, p + length);
-        vips_area_unref(VIPS_AREA(blob));
-        const std::optional<int> estimate = estimateJpegQuality(jpeg);
-        ASSERT_TRUE(estimate.has_value()) << q;
-        EXPECT_NEAR(*estimate, q, 1) << q;
+        for (bool subsample : {true, false}) {
+            VipsBlob *blob = image.jpegsave_buffer(vips::VImage::option()->set("Q", q)->set(
+                "subsample_mode", subsample ? VIPS_FOREIGN_SUBSAMPLE_ON : VIPS_FOREIGN_SUBSAMPLE_OFF));
+            size_t length = 0;
+            const auto *p = static_cast<const unsigned char *>(vips_blob_get(blob, &length));
+            const Bytes jpeg(p, p + length);
+            vips_area_unref(VIPS_AREA(blob));
+            const std::optional<JpegStorage> stored = readJpegStorage(jpeg);
+            ASSERT_TRUE(stored.has_value()) << q;
+            EXPECT_NEAR(stored->quality, q, 1) << q;
+            EXPECT_EQ(stored->subsampledChroma, subsample) << q;
+        }
     }
-    EXPECT_FALSE(estimateJpegQuality(Bytes{0xFF, 0xD8, 0xFF}).has_value());
-    EXPECT_FALSE(estimateJpegQuality(Bytes{}).has_value());
+    EXPECT_FALSE(readJpegStorage(Bytes{0xFF, 0xD8, 0xFF}).has_value());
+    EXPECT_FALSE(readJpegStorage(Bytes{}).has_value());
 }
