@@ -10,6 +10,7 @@
 
 #include "exitcodes.h"
 #include "jpegdest.h"
+#include "jpegplanes.h"
 #include "jpegscans.h"
 
 #include <algorithm>
@@ -182,26 +183,13 @@ CoefficientImage coefficientImageFor(j_compress_ptr cinfo)
     image.height = int(cinfo->image_height);
     image.mcusPerRow = int(cinfo->MCUs_per_row);
     image.mcuRows = int(cinfo->MCU_rows_in_scan);
-    int tables = 0;
     for (int ci = 0; ci < cinfo->num_components; ++ci) {
         const jpeg_component_info &comp = cinfo->comp_info[ci];
-        CoefficientPlane plane;
-        plane.id = comp.component_id;
-        plane.hSampling = comp.h_samp_factor;
-        plane.vSampling = comp.v_samp_factor;
-        plane.quantTable = comp.quant_tbl_no;
-        plane.widthInBlocks = int(comp.width_in_blocks);
-        plane.heightInBlocks = int(comp.height_in_blocks);
+        CoefficientPlane plane = planeFor(comp, cinfo->num_components > 1);
         plane.allocate(int(cinfo->MCUs_per_row) * comp.MCU_width, int(cinfo->MCU_rows_in_scan) * comp.MCU_height);
         image.planes.push_back(std::move(plane));
-        tables = std::max(tables, comp.quant_tbl_no + 1);
     }
-    for (int t = 0; t < tables; ++t) {
-        std::array<std::uint16_t, 64> q {};
-        for (int k = 0; k < 64; ++k)
-            q[std::size_t(k)] = cinfo->quant_tbl_ptrs[t]->quantval[k];
-        image.quantTables.push_back(q);
-    }
+    image.quantTables = quantTablesFor(cinfo->quant_tbl_ptrs, cinfo->comp_info, cinfo->num_components);
     return image;
 }
 

@@ -5,6 +5,7 @@
 #include "jpeglossless.h"
 
 #include "jpegdest.h"
+#include "jpegplanes.h"
 #include "jpegscans.h"
 
 #include <csetjmp>
@@ -82,6 +83,16 @@ void resetExifOrientation(Bytes &jpeg)
     }
 }
 
+// JFIF (APP0) and Adobe (APP14) are rewritten from the source's parameters; everything
+// else is saved, to be copied by policy.
+void saveMarkers(j_decompress_ptr src)
+{
+    for (int m = 1; m < 16; ++m)
+        if (m != 14)
+            jpeg_save_markers(src, JPEG_APP0 + m, 0xFFFF);
+    jpeg_save_markers(src, JPEG_COM, 0xFFFF);
+}
+
 // Markers carried over by policy; an old mark is dropped, the caller adds a fresh one.
 bool keepsMarker(const jpeg_saved_marker_ptr m, const LosslessJpegOptions &o)
 {
@@ -112,54 +123,6 @@ bool fitsOurScanCoder(const jpeg_decompress_struct &src)
 {
     return src.data_precision == 8 && ((src.num_components == 3 && src.jpeg_color_space == JCS_YCbCr) ||
                                        (src.num_components == 1 && src.jpeg_color_space == JCS_GRAYSCALE));
-}
-
-// The source's coefficients as our scan coder takes them. libjpeg's block arrays span
-// whole MCUs, so the padding blocks of the interleaved DC scan are there to copy.
-CoefficientImage coefficientsOf(j_decompress_ptr src, jvirt_barray_ptr *arrays)
-{
-    CoefficientImage image;
-    image.width = int(src->image_width);
-    image.height = int(src->image_height);
-    image.mcusPerRow = int((src->image_width + 8 * unsigned(src->max_h_samp_factor) - 1) / (8 * unsigned(src->max_h_samp_factor)));
-    image.mcuRows = int((src->image_height + 8 * unsigned(src->max_v_samp_factor) - 1) / (8 * unsigned(src->max_v_samp_factor)));
-    const bool interleaved = src->num_components > 1;
-    int tables = 0;
-    for (int ci = 0; ci < src->num_components; ++ci) {
-        const jpeg_component_info &comp = src->comp_info[ci];
-        CoefficientPlane plane;
-        plane.id = comp.component_id;
-        plane.hSampling = interleaved ? comp.h_samp_factor : 1;
-        plane.vSampling = interleaved ? comp.v_samp_factor : 1;
-        plane.quantTable = comp.quant_tbl_no;
-        plane.widthInBlocks = int(comp.width_in_blocks);
-        plane.heightInBlocks = int(comp.height_in_blocks);
-        const int stride = interleaved ? image.mcusPerRow * comp.h_samp_factor : plane.widthInBlocks;
-        const int rows = interleaved ? image.mcuRows * comp.v_samp_factor : plane.heightInBlocks;
-        plane.allocate(stride, rows);
-        // The arrays are rounded up to the component's sampling factors, which is the
-        // MCU grid; keep within both all the same.
-        const int arrayWidth = int((comp.width_in_blocks + JDIMENSION(comp.h_samp_factor) - 1) /
-                                   JDIMENSION(comp.h_samp_factor) * JDIMENSION(comp.h_samp_factor));
-        const int arrayRows = int((comp.height_in_blocks + JDIMENSION(comp.v_samp_factor) - 1) /
-                                  JDIMENSION(comp.v_samp_factor) * JDIMENSION(comp.v_samp_factor));
-        for (int by = 0; by < std::min(rows, arrayRows); ++by) {
-            JBLOCKARRAY row = (*src->mem->access_virt_barray)(reinterpret_cast<j_common_ptr>(src), arrays[ci],
-                                                              JDIMENSION(by), 1, FALSE);
-            for (int bx = 0; bx < std::min(stride, arrayWidth); ++bx)
-                plane.store(bx, by, row[0][bx]);
-        }
-        image.planes.push_back(std::move(plane));
-        tables = std::max(tables, comp.quant_tbl_no + 1);
-    }
-    for (int t = 0; t < tables; ++t) {
-        std::array<std::uint16_t, 64> q {};
-        if (src->quant_tbl_ptrs[t])
-            for (int k = 0; k < 64; ++k)
-                q[std::size_t(k)] = src->quant_tbl_ptrs[t]->quantval[k];
-        image.quantTables.push_back(q);
-    }
-    return image;
 }
 
 // Coefficients caught on their way to libjpeg's inverse DCT. Reading raw data row by
@@ -198,7 +161,7 @@ extern "C" void catchBlock(j_decompress_ptr cinfo, jpeg_component_info *comp, JC
 
 // The whole rewrite source through RawCapture: the coefficient image, the density and the
 // markers the policy keeps. false when the input cannot be read that way (the caller then
-// takes libjpeg's whole-image route).
+// leaves the rewrite to libjpeg).
 bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, CoefficientImage &image,
                          JpegFileHeader &header)
 {
@@ -216,10 +179,7 @@ bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, Coeff
         return false;
     }
     jpeg_mem_src(&src, input.data(), static_cast<unsigned long>(input.size()));
-    for (int m = 1; m < 16; ++m)
-        if (m != 14)
-            jpeg_save_markers(&src, JPEG_APP0 + m, 0xFFFF);
-    jpeg_save_markers(&src, JPEG_COM, 0xFFFF);
+    saveMarkers(&src);
     jpeg_read_header(&src, TRUE);
     if (!fitsOurScanCoder(src)) {
         jpeg_destroy_decompress(&src);
@@ -244,20 +204,13 @@ bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, Coeff
     image.mcusPerRow = int((src.image_width + mcuWidth - 1) / mcuWidth);
     image.mcuRows = int((src.image_height + JDIMENSION(iMcuRows) - 1) / JDIMENSION(iMcuRows));
     const bool interleaved = src.num_components > 1;
-    int tables = 0;
     long expected = 0;
     JSAMPARRAY data[MAX_COMPONENTS] = {};
     sampleRows.resize(std::size_t(src.num_components));
     rowPointers.resize(std::size_t(src.num_components));
     for (int ci = 0; ci < src.num_components; ++ci) {
         const jpeg_component_info &comp = src.comp_info[ci];
-        CoefficientPlane plane;
-        plane.id = comp.component_id;
-        plane.hSampling = interleaved ? comp.h_samp_factor : 1;
-        plane.vSampling = interleaved ? comp.v_samp_factor : 1;
-        plane.quantTable = comp.quant_tbl_no;
-        plane.widthInBlocks = int(comp.width_in_blocks);
-        plane.heightInBlocks = int(comp.height_in_blocks);
+        CoefficientPlane plane = planeFor(comp, interleaved);
         // Whole MCUs, and never narrower than the blocks libjpeg hands over.
         const int stride = interleaved ? std::max(image.mcusPerRow * comp.h_samp_factor, plane.widthInBlocks)
                                        : plane.widthInBlocks;
@@ -266,7 +219,6 @@ bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, Coeff
         plane.allocate(stride, rows);
         image.planes.push_back(std::move(plane));
         expected += long(comp.width_in_blocks) * long(comp.height_in_blocks);
-        tables = std::max(tables, comp.quant_tbl_no + 1);
         // Room for the samples libjpeg's own inverse DCT would write; ours writes none.
         const int lines = comp.v_samp_factor * DCTSIZE;
         sampleRows[std::size_t(ci)].assign(std::size_t(stride) * DCTSIZE, 0);
@@ -274,13 +226,7 @@ bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, Coeff
         data[ci] = rowPointers[std::size_t(ci)].data();
         capture.rows[ci] = data[ci];
     }
-    for (int t = 0; t < tables; ++t) {
-        std::array<std::uint16_t, 64> q {};
-        if (src.quant_tbl_ptrs[t])
-            for (int k = 0; k < 64; ++k)
-                q[std::size_t(k)] = src.quant_tbl_ptrs[t]->quantval[k];
-        image.quantTables.push_back(q);
-    }
+    image.quantTables = quantTablesFor(src.quant_tbl_ptrs, src.comp_info, src.num_components);
 
     capture.image = &image;
     src.client_data = &capture;
@@ -349,6 +295,20 @@ std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, c
 
 std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJpegOptions &o)
 {
+    // Progressive output from grey or YCbCr input comes from our scan coder; libjpeg
+    // writes the rest (baseline, other colour spaces, anything the capture refuses).
+    if (o.progressive) {
+        CoefficientImage image;
+        JpegFileHeader header;
+        if (captureCoefficients(input, o, image, header)) {
+            try {
+                return writeProgressiveJpeg(image, header, codingThreads());
+            } catch (const std::range_error &) {
+                return std::nullopt; // a forged file: the caller keeps other bytes
+            }
+        }
+    }
+
     jpeg_decompress_struct src {};
     jpeg_compress_struct dst {};
     ErrorManager srcErr {}, dstErr {};
@@ -369,50 +329,10 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
         return std::nullopt;
     }
 
-    if (o.progressive) {
-        CoefficientImage image;
-        JpegFileHeader header;
-        if (captureCoefficients(input, o, image, header)) {
-            jpeg_destroy_compress(&dst);
-            jpeg_destroy_decompress(&src);
-            try {
-                return writeProgressiveJpeg(image, header, codingThreads());
-            } catch (const std::range_error &) {
-                return std::nullopt; // a forged file: the caller keeps other bytes
-            }
-        }
-    }
-
     jpeg_mem_src(&src, input.data(), static_cast<unsigned long>(input.size()));
-    // JFIF (APP0) and Adobe (APP14) are rewritten by libjpeg itself from the source's
-    // parameters; everything else is saved and copied by policy below.
-    for (int m = 1; m < 16; ++m)
-        if (m != 14)
-            jpeg_save_markers(&src, JPEG_APP0 + m, 0xFFFF);
-    jpeg_save_markers(&src, JPEG_COM, 0xFFFF);
+    saveMarkers(&src);
     jpeg_read_header(&src, TRUE);
     jvirt_barray_ptr *coefficients = jpeg_read_coefficients(&src);
-
-    if (o.progressive && fitsOurScanCoder(src)) {
-        CoefficientImage image = coefficientsOf(&src, coefficients);
-        JpegFileHeader header;
-        if (src.saw_JFIF_marker) {
-            header.densityUnit = src.density_unit;
-            header.xDensity = src.X_density;
-            header.yDensity = src.Y_density;
-        }
-        for (jpeg_saved_marker_ptr m = src.marker_list; m; m = m->next)
-            if (keepsMarker(m, o))
-                header.segments.push_back({static_cast<unsigned char>(m->marker), Bytes(m->data, m->data + m->data_length)});
-        jpeg_finish_decompress(&src);
-        jpeg_destroy_compress(&dst);
-        jpeg_destroy_decompress(&src);
-        try {
-            return writeProgressiveJpeg(image, header, codingThreads());
-        } catch (const std::range_error &) {
-            return std::nullopt; // a forged file: the caller keeps other bytes
-        }
-    }
 
     jpeg_copy_critical_parameters(&src, &dst);
     dst.optimize_coding = TRUE;
