@@ -43,6 +43,17 @@ extern "C" void onJpegWarning(j_common_ptr cinfo, int level)
         std::longjmp(reinterpret_cast<ErrorManager *>(cinfo->err)->jump, 1);
 }
 
+// Errors of a libjpeg object land on `err.jump`; with `warningsFail`, corrupt-data
+// warnings too.
+template <class LibjpegObject>
+void attachErrors(LibjpegObject &object, ErrorManager &err, bool warningsFail)
+{
+    object.err = jpeg_std_error(&err.pub);
+    err.pub.error_exit = onJpegError;
+    if (warningsFail)
+        err.pub.emit_message = onJpegWarning;
+}
+
 bool isIcc(const jpeg_saved_marker_ptr m)
 {
     return m->marker == JPEG_APP0 + 2 && m->data_length >= 12 && std::memcmp(m->data, "ICC_PROFILE", 12) == 0;
@@ -170,9 +181,7 @@ bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, Coeff
     RawCapture capture;
     std::vector<std::vector<JSAMPLE>> sampleRows;
     std::vector<std::vector<JSAMPROW>> rowPointers;
-    src.err = jpeg_std_error(&err.pub);
-    err.pub.error_exit = onJpegError;
-    err.pub.emit_message = onJpegWarning;
+    attachErrors(src, err, true);
     jpeg_create_decompress(&src);
     if (setjmp(err.jump)) {
         jpeg_destroy_decompress(&src);
@@ -314,11 +323,8 @@ std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJp
     ErrorManager srcErr {}, dstErr {};
     VectorDestination destination;
 
-    src.err = jpeg_std_error(&srcErr.pub);
-    srcErr.pub.error_exit = onJpegError;
-    srcErr.pub.emit_message = onJpegWarning;
-    dst.err = jpeg_std_error(&dstErr.pub);
-    dstErr.pub.error_exit = onJpegError;
+    attachErrors(src, srcErr, true);
+    attachErrors(dst, dstErr, false);
     jpeg_create_decompress(&src);
     jpeg_create_compress(&dst);
 
@@ -357,12 +363,10 @@ std::optional<JpegStorage> readJpegStorage(const Bytes &jpeg)
     // libjpeg's own table at quality 50 is the standard one its scaling starts from.
     jpeg_compress_struct reference {};
     ErrorManager referenceErr {};
-    reference.err = jpeg_std_error(&referenceErr.pub);
-    referenceErr.pub.error_exit = onJpegError;
+    attachErrors(reference, referenceErr, false);
     jpeg_decompress_struct src {};
     ErrorManager srcErr {};
-    src.err = jpeg_std_error(&srcErr.pub);
-    srcErr.pub.error_exit = onJpegError;
+    attachErrors(src, srcErr, false);
     jpeg_create_compress(&reference);
     jpeg_create_decompress(&src);
     if (setjmp(referenceErr.jump) || setjmp(srcErr.jump)) {
