@@ -34,7 +34,7 @@ e05|engine|engine/quality.cpp|s/kWebpLosslessLevels = 3/kWebpLosslessLevels = 2/
 e06|engine|engine/sizelimit.cpp|s/return tried\[lo\];/return tried[hi];/
 e07|engine|engine/atomicwrite.cpp|s/if \(::rename\(temp.c_str\(\), path.c_str\(\)\) != 0\)/if (false)/
 e08|engine|engine/paths.cpp|s/\(f == Format::Jpeg && endsWithNoCase\(o.out, ".jpeg"\)\)/false/
-e09|engine|engine/exitcodes.cpp|s/"dravik.bin: %s\\n"/"dravik.bin %s\\n"/
+e09|engine|engine/exitcodes.cpp|s/if \(c == '\\n' \|\| c == '\\r'\)/if (c == '\\r')/
 e10|engine|engine/resize.cpp|s/if \(factor >= 4\)/if (factor >= 3)/
 e11|engine|engine/stamp.cpp|s/o.stampOpacity \/ 100.0/o.stampOpacity \/ 90.0/
 e12|engine|engine/marks.cpp|s/kKeyword\[\] = "DravikMark"/kKeyword[] = "DravikMarc"/
