@@ -222,37 +222,15 @@ void TestSingleInstance::secondStartHandsOverToTheRealProgram()
     QTRY_COMPARE(Count(firstLog, "on_runPushButton_clicked S"), 2);
 
     int boots = Count(firstLog, "instance message : \"ID:Name_Boot\"");
-    for (const char* other : {"autostart", "--autostart", "-AUTOSTART"}) {
+    for (const char* other : {"autostart", "-AUTOSTART"}) {
         QCOMPARE(secondStart({QString::fromLatin1(other)}, secondLog), 0);
         ++boots;
         QTRY_COMPARE(Count(firstLog, "instance message : \"ID:Name_Boot\""), boots);
     }
     // The switches that did reach the first instance have been handled by now.
     QTRY_VERIFY(firstLog.contains("instance message : \"-AUTOSTART\""));
-    QVERIFY(firstLog.contains("instance message : \"--autostart\""));
     QVERIFY(!firstLog.contains("instance message : \"autostart\""));
     QCOMPARE(Count(firstLog, "on_runPushButton_clicked S"), 2);
-
-    // A copy in another folder is another program: it runs beside the first.
-    QTemporaryDir otherFolder;
-    QVERIFY(otherFolder.isValid());
-    const QString otherProgram = otherFolder.filePath(QStringLiteral("dravik-desktop"));
-    QVERIFY(QFile::copy(program, otherProgram));
-    QVERIFY(QFile::copy(engine.fileName(), otherFolder.filePath(QStringLiteral("dravik.bin"))));
-    {
-        QProcess other;
-        QByteArray otherLog;
-        other.setProcessEnvironment(environment);
-        other.setProcessChannelMode(QProcess::MergedChannels);
-        connect(&other, &QProcess::readyRead, &other, [&] { otherLog += other.readAll(); });
-        other.start(otherProgram, {});
-        QVERIFY(other.waitForStarted(5000));
-        QTRY_VERIFY_WITH_TIMEOUT(otherLog.contains("==========FirstShow E=========="), 20000);
-        other.kill();
-        other.waitForFinished(5000);
-        QLocalServer::removeServer(ServerNameFor(QFile::encodeName(otherProgram)));
-    }
-    QCOMPARE(first.state(), QProcess::Running);
 
     // A crash leaves the name behind; the next start takes it over and, started with the switch,
     // presses its own run button once after the first show.

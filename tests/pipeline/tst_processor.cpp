@@ -177,8 +177,6 @@ private slots:
         QCOMPARE(r.outputBytes, quint64(outSum));
         QCOMPARE(page.monitor.progressEnds.load(), 1);
         QCOMPARE(page.monitor.fractions.load(), 5);
-        QCOMPARE(page.monitor.lastPercent.load() > 0, true);
-        QVERIFY(!r.elapsedText.isEmpty());
 
         // The engine got the per-file arguments, then the common ones.
         const QStringList args = QString::fromUtf8(ReadFile(page.Out("ok1.png"))).split('\n', Qt::SkipEmptyParts);
@@ -361,21 +359,6 @@ private slots:
         QVERIFY2(log.blocks[tooLong].endsWith("  error (too long input path):" + page.In(tooLong) + "\n"),
                  qPrintable(log.blocks[tooLong]));
 
-        // A longer output folder makes the output path too long; when both are, only the
-        // last check is reported.
-        Page longer;
-        longer.data.outputDir = Dir(longer.root.filePath("output"));
-        QVERIFY(QDir().mkpath(longer.data.outputDir));
-        const QString entry = QString(kTooLongPath - 1 - int(longer.data.inputDir.size()) - 4, QChar('q')) + ".png";
-        longer.Add(entry);
-        const QString both = QString(kTooLongPath - int(longer.data.inputDir.size()) - 4, QChar('r')) + ".png";
-        longer.Add(both);
-        QVERIFY(longer.Run());
-        QCOMPARE(longer.result.skipCount, 2u);
-        const LogBlocks log2 = ParseLog(longer.Log());
-        QVERIFY(log2.blocks[entry].endsWith("  error (too long output path):" + longer.Out(entry) + "\n"));
-        QVERIFY(!log2.blocks[both].contains("too long input path"));
-        QVERIFY(log2.blocks[both].contains("too long output path"));
     }
 
     void outputNamesWithSuffixAndFormat()
@@ -504,7 +487,7 @@ private slots:
     void logRecordsAppendAndStayWhole()
     {
         Page page;
-        for (int i = 0; i < 40; ++i)
+        for (int i = 0; i < 20; ++i)
             page.Add(QStringLiteral("many%1.png").arg(i));
         page.Add("写真.png");
         QVERIFY(page.Run());
@@ -516,7 +499,7 @@ private slots:
         QCOMPARE(log.count("start: "), 2);
         QCOMPARE(log.count("execution time: "), 2);
 
-        // Each record: header, 41 whole blocks, footer.
+        // Each record: header, 21 whole blocks, footer.
         const QStringList records = log.split("start: ", Qt::SkipEmptyParts);
         for (const QString &record : records) {
             const LogBlocks parsed = ParseLog("start: " + record);
@@ -527,7 +510,7 @@ private slots:
             QCOMPARE(header.value(2), QString());
             QVERIFY(QRegularExpression("^end: \\d{4}/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\nexecution time: \\d\\d:\\d\\d:\\d\\d\n")
                         .match(parsed.footer).hasMatch());
-            QCOMPARE(parsed.order.size(), 41);
+            QCOMPARE(parsed.order.size(), 21);
             for (const QString &entry : parsed.order) {
                 const QString block = parsed.blocks[entry];
                 QVERIFY2(block.startsWith("process : " + entry + "\n  in file name  : " + page.In(entry) + "\n"),
@@ -546,14 +529,6 @@ private slots:
         QCOMPARE(quiet.result.successCount, 1u);
         QVERIFY(!QFileInfo::exists(RunLog::PathFor(quiet.data.outputDir)));
 
-        Page empty;
-        QVERIFY(empty.Run());
-        QCOMPARE(empty.monitor.progressEnds.load(), 1);
-        QCOMPARE(empty.result.fileCount, 0u);
-        const LogBlocks log = ParseLog(empty.Log());
-        QVERIFY(log.order.isEmpty());
-        QVERIFY(log.header.startsWith("start: "));
-        QVERIFY(log.footer.startsWith("end: "));
     }
 
     void outputFoldersAreCreatedOrTheFileIsSkipped()
@@ -618,13 +593,6 @@ private slots:
         // Ten estimates are needed before one is shown: files 10 and 11 of 12... only once.
         QCOMPARE(page.monitor.timeLeft.size(), 1);
         QVERIFY(QRegularExpression("^\\d\\d:\\d\\d:\\d0$").match(page.monitor.timeLeft.first()).hasMatch());
-
-        Page few;
-        for (int i = 0; i < 9; ++i)
-            few.Add(QStringLiteral("t%1.png").arg(i));
-        few.monitor.extraMs = 120000;
-        QVERIFY(few.Run());
-        QVERIFY(few.monitor.timeLeft.isEmpty());
 
         // Suspension skips count as done in a batch as well.
         Page stopped;

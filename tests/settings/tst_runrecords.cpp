@@ -1,4 +1,4 @@
-// The run records start empty, and their shared counters add up exactly under concurrent workers.
+// The run records' shared counters add up exactly under concurrent workers.
 
 #include "pipeline/runrecords.h"
 
@@ -12,47 +12,8 @@ class TestRunRecords : public QObject
     Q_OBJECT
 
 private slots:
-    void freshRecordsAreEmpty();
     void countersAddUpUnderConcurrentWorkers();
 };
-
-void TestRunRecords::freshRecordsAreEmpty()
-{
-    const ResultData result;
-    QCOMPARE(result.fileCount, 0u);
-    QCOMPARE(result.failureCount, 0u);
-    QCOMPARE(result.skipCount, 0u);
-    QCOMPARE(result.successCount, 0u);
-    QCOMPARE(result.inputBytes, 0ull);
-    QCOMPARE(result.outputBytes, 0ull);
-    QCOMPARE(result.suspended, false);
-    QCOMPARE(result.lastExitCode, 0);
-    QVERIFY(result.elapsedText.isEmpty());
-    QVERIFY(result.failedFiles.isEmpty());
-
-    const ProcessData data;
-    QVERIFY(data.exePath.isEmpty() && data.inputDir.isEmpty() && data.outputDir.isEmpty());
-    QVERIFY(data.files.isEmpty() && data.commonOptions.isEmpty());
-
-    const ProcessControl control;
-    QVERIFY(control.resizeMode.isEmpty() && control.suffix.isEmpty());
-    QVERIFY(!control.subFolder && !control.updateFile && !control.sizeAdjustment
-            && !control.createLogFile && !control.addOption && !control.resize && !control.stamp);
-
-    const DefaultOption option;
-    const QString *fields[] = {
-        &option.inputDir, &option.outputDir, &option.optmarkwrite, &option.outformat,
-        &option.outext, &option.reducemode, &option.jpegfilesizelimit,
-        &option.jpegfilesizelimithq, &option.jpegqualitysafety, &option.jpegfixbaseline,
-        &option.jpegiccp, &option.width, &option.height, &option.longside, &option.zoom,
-        &option.resizefit, &option.resizenozoom, &option.resizealg, &option.stampFile,
-        &option.stampopaque, &option.stampx, &option.stampy, &option.stamppos,
-        &option.addOptionText,
-    };
-    QCOMPARE(std::size(fields), size_t(24));
-    for (const QString *field : fields)
-        QVERIFY(field->isEmpty());
-}
 
 void TestRunRecords::countersAddUpUnderConcurrentWorkers()
 {

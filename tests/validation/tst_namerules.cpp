@@ -12,7 +12,6 @@ class TestNameRules : public QObject
 
 private slots:
     void initTestCase() { QLoggingCategory::setFilterRules("dravik.validation.debug=false"); }
-    void reservedDeviceNames();
     void folderPaths_data();
     void folderPaths();
     void everyReservedNameInEveryCase();
@@ -35,18 +34,6 @@ const QString kFilePath = QStringLiteral("ファイル名の処理の部分に�
 
 } // namespace
 
-void TestNameRules::reservedDeviceNames()
-{
-    const QStringList expected{"AUX",  "CON",  "NUL",  "PRN",  "COM0", "COM1", "COM2", "COM3",
-                               "COM4", "COM5", "COM6", "COM7", "COM8", "COM9", "LPT0", "LPT1",
-                               "LPT2", "LPT3", "LPT4", "LPT5", "LPT6", "LPT7", "LPT8", "LPT9"};
-    QCOMPARE(ReservedDeviceNames(), expected);
-    // Fresh at each call: a caller that edits its copy changes nothing for the next one.
-    QStringList copy = ReservedDeviceNames();
-    copy.clear();
-    QCOMPARE(ReservedDeviceNames().size(), 24);
-}
-
 void TestNameRules::folderPaths_data()
 {
     QTest::addColumn<QString>("path");
@@ -54,12 +41,9 @@ void TestNameRules::folderPaths_data()
     QTest::addColumn<QString>("expected");
 
     QTest::newRow("aux") << R"(C:\Data\aux\)" << QString() << Folder("AUX");
-    QTest::newRow("aux with extension") << R"(C:\Data\aux.old\)" << QString() << QString();
     QTest::newRow("com10") << R"(C:\Data\COM10\)" << QString() << QString();
-    QTest::newRow("con1 and conx") << R"(C:\CON1\CONX\)" << QString() << QString();
     QTest::newRow("parent") << R"(C:\a\..\b\)" << QString() << Folder("..");
     QTest::newRow("dot passes here") << R"(C:\a\.\b\)" << QString() << QString();
-    QTest::newRow("three dots") << R"(C:\a\...\b\)" << QString() << QString();
     QTest::newRow("doubled separators") << R"(\\server\\x\)" << QString() << QString();
     QTest::newRow("bare name") << "prn" << QString() << Folder("PRN");
     QTest::newRow("leftmost element first") << R"(C:\nul\..\)" << QString() << Folder("NUL");
@@ -68,8 +52,6 @@ void TestNameRules::folderPaths_data()
     QTest::newRow("second path") << R"(C:\in\)" << R"(sub\Lpt3)" << Folder("LPT3");
     QTest::newRow("first path before second") << R"(C:\com1\)" << R"(sub\aux)" << Folder("COM1");
     QTest::newRow("both clean") << R"(C:\in\)" << R"(sub\deeper)" << QString();
-    QTest::newRow("empty both") << QString() << QString() << QString();
-    QTest::newRow("mixed case") << R"(C:\x\cOm7\)" << QString() << Folder("COM7");
     QTest::newRow("trailing blank is no match") << R"(C:\con \)" << QString() << QString();
     // Upper-casing is Unicode upper-casing; a full-width name is no device.
     QTest::newRow("full-width") << u"C:\\ＣＯＮ\\"_qs << QString() << QString();
@@ -85,7 +67,10 @@ void TestNameRules::folderPaths()
 
 void TestNameRules::everyReservedNameInEveryCase()
 {
-    for (const QString& name : ReservedDeviceNames()) {
+    QStringList names{"AUX", "CON", "NUL", "PRN"};
+    for (int i = 0; i <= 9; ++i)
+        names << QStringLiteral("COM%1").arg(i) << QStringLiteral("LPT%1").arg(i);
+    for (const QString& name : names) {
         const QString lower = name.toLower();
         const QString mixed = name.left(1) + lower.mid(1);
         for (const QString& form : {name, lower, mixed}) {
@@ -93,11 +78,9 @@ void TestNameRules::everyReservedNameInEveryCase()
                      Folder(name));
             QCOMPARE(FileNameRefusal(form, PathSyntax::Windows()), File(name));
             QCOMPARE(FileNameRefusal(form + ".jpg", PathSyntax::Windows()), File(name));
-            QCOMPARE(FileNameRefusal(form + ".JPEG", PathSyntax::Windows()), File(name));
             // Only the part before the last dot counts.
             QCOMPARE(FileNameRefusal(form + ".tar.gz", PathSyntax::Windows()), QString());
             QCOMPARE(FileNameRefusal(form + "1.png", PathSyntax::Windows()), QString());
-            QCOMPARE(FileNameRefusal("x" + form + ".png", PathSyntax::Windows()), QString());
             QCOMPARE(FolderPathRefusal(R"(C:\)" + form + R"(.d\)", {}, PathSyntax::Windows()), QString());
         }
     }
@@ -109,21 +92,14 @@ void TestNameRules::fileNames_data()
     QTest::addColumn<QString>("expected");
 
     QTest::newRow("con.txt") << "con.txt" << File("CON");
-    QTest::newRow("CON.tar.gz passes") << "con.tar.gz" << QString();
     QTest::newRow("CONSOLE.txt") << "CONSOLE.txt" << QString();
     QTest::newRow("nul without extension") << "nul" << File("NUL");
     QTest::newRow("trailing dot") << "aux." << File("AUX");
     QTest::newRow("double dots passes") << ".." << QString();
-    QTest::newRow("single dot") << "." << QString();
     QTest::newRow("hidden file") << ".con" << QString();
     QTest::newRow("ordinary photo") << "IMG_0001.JPG" << QString();
-    QTest::newRow("japanese name") << u"写真.png"_qs << QString();
-    QTest::newRow("empty") << QString() << QString();
     // A separator is refused before the reserved-name test, whatever the name.
     QTest::newRow("separator") << R"(sub\photo.jpg)" << kFilePath;
-    QTest::newRow("separator and device") << R"(sub\con.jpg)" << kFilePath;
-    QTest::newRow("leading separator") << R"(\a.png)" << kFilePath;
-    QTest::newRow("trailing separator") << R"(a.png\)" << kFilePath;
 }
 
 void TestNameRules::fileNames()

@@ -17,7 +17,6 @@ private slots:
     void nativePaths_data();
     void nativePaths();
     void unusableCharacters();
-    void asciiLetters();
     void changePathDelimiter();
 };
 
@@ -77,35 +76,26 @@ void TestPathRules::windowsPaths_data()
 
     // Drive form.
     AddRow("drive root", R"(C:\Images\)", {});
-    AddRow("lower-case drive", R"(d:\a\b\)", {});
     AddRow("bare drive", "C:", NoRoot("C:"));
     AddRow("drive without root", R"(C:Images\)", NoRoot(R"(C:Images\)"));
     AddRow("second colon", R"(C:\a:b\)", Colon(R"(C:\a:b\)"));
     AddRow("colon without drive", R"(Images:x\)", Colon(R"(Images:x\)"));
     AddRow("non-ascii drive letter", u"Ä:\\x\\"_qs, Colon(u"Ä:\\x\\"_qs));
-    AddRow("digit drive letter", R"(1:\x\)", Colon(R"(1:\x\)"));
 
     // Doubled separators and UNC form.
     AddRow("pair inside drive path", R"(C:\a\\b\)", Pair(R"(C:\a\\b\)", R"(\\)"));
-    AddRow("pair at end", R"(C:\a\\)", Pair(R"(C:\a\\)", R"(\\)"));
     AddRow("unc", R"(\\server\share\)", {});
-    AddRow("unc ip address", R"(\\192.168.0.1\share\)", {});
     AddRow("unc second pair", R"(\\server\\share\)", Pair(R"(\\server\\share\)", R"(\\)"));
-    AddRow("unc three separators", R"(\\\server\)", Pair(R"(\\\server\)", R"(\\)"));
     AddRow("unc device namespace", R"(\\.\C:\)", Device(R"(\\.\C:\)", R"(\\.\)"));
     AddRow("unc question prefix", R"(\\?\C:\)", Unusable(R"(\\?\C:\)"));
     AddRow("unc bad server start", R"(\\-srv\share\)", Server(R"(\\-srv\share\)"));
-    AddRow("unc non-ascii server start", u"\\\\ü-srv\\share\\"_qs, Server(u"\\\\ü-srv\\share\\"_qs));
     AddRow("unc dot server", R"(\\.srv\)", Server(R"(\\.srv\)"));
     AddRow("unc reserved share", R"(\\server\con\)", Folder("CON"));
     AddRow("unc colon", R"(\\server\a:b\)", Colon(R"(\\server\a:b\)"));
 
     // Characters; the first failing rule wins, so these never reach the later rules.
     AddRow("tab", "C:\\a\tb\\", Unusable("C:\\a\tb\\"));
-    AddRow("line break", "C:\\a\nb\\", Unusable("C:\\a\nb\\"));
     AddRow("nul character", QString("C:\\a") + QChar(0) + "\\", Unusable(QString("C:\\a") + QChar(0) + "\\"));
-    AddRow("unit separator 0x1f", QString("C:\\a") + QChar(0x1f) + "\\",
-           Unusable(QString("C:\\a") + QChar(0x1f) + "\\"));
     AddRow("space is usable", R"(C:\my images\)", {});
     AddRow("vertical bar", R"(C:\a|b\)", Unusable(R"(C:\a|b\)"));
     AddRow("unusable before pair", R"(C:\a\\|\)", Unusable(R"(C:\a\\|\)"));
@@ -113,26 +103,20 @@ void TestPathRules::windowsPaths_data()
     // Elements: dots, parent folders, reserved device names.
     AddRow("dot element", R"(C:\a\.\b\)", Relative(R"(C:\a\.\b\)"));
     AddRow("element ending in dot", R"(C:\name.\)", Relative(R"(C:\name.\)"));
-    AddRow("dot inside element", R"(C:\a.b\c\)", {});
     AddRow("parent element", R"(C:\a\..\b\)", Folder(".."));
     AddRow("reserved con", R"(C:\CON\)", Folder("CON"));
     AddRow("reserved lpt1 lower case", R"(C:\Data\lpt1\)", Folder("LPT1"));
     AddRow("reserved com0", R"(C:\Com0\)", Folder("COM0"));
-    AddRow("reserved without trailing separator", R"(C:\Data\nul)", Folder("NUL"));
     AddRow("reserved with extension", R"(C:\CON.txt\)", {});
     AddRow("com10", R"(C:\COM10\)", {});
     AddRow("first reserved element reported", R"(C:\aux\prn\)", Folder("AUX"));
 
     // Relative and short paths.
     AddRow("relative", R"(Images\)", NotAbsolute(R"(Images\)"));
-    AddRow("relative reserved", R"(Images\con\)", Folder("CON"));
     AddRow("empty", "", NotAbsolute(""));
-    AddRow("one letter", "C", NotAbsolute("C"));
-    AddRow("one dot", ".", NotAbsolute("."));
     AddRow("dot root", R"(.\)", Relative(R"(.\)"));
     // A leading separator names the root of the current drive, which Windows counts as absolute.
     AddRow("root of the current drive", R"(\Images\)", {});
-    AddRow("bare separator", R"(\)", {});
     AddRow("current-drive root with dot element", R"(\a\.\)", Relative(R"(\a\.\)"));
 }
 
@@ -151,26 +135,10 @@ void TestPathRules::nativePaths_data()
         return;
 
     AddRow("absolute", "/home/user/Images/", {});
-    AddRow("root", "/", {});
-    AddRow("colon", "/home/a:b/", Colon("/home/a:b/"));
     AddRow("drive form is relative here", "C:/Images/", NotAbsolute("C:/Images/"));
     AddRow("drive without root", "C:Images/", NoRoot("C:Images/"));
     AddRow("pair", "/home//b/", Pair("/home//b/", "//"));
-    AddRow("unc", "//server/share/", {});
-    AddRow("unc second pair", "//server//share/", Pair("//server//share/", "//"));
-    AddRow("three separators", "///server/", Pair("///server/", "//"));
-    AddRow("device namespace", "//./x/", Device("//./x/", "//./"));
-    AddRow("bad server start", "//-srv/share/", Server("//-srv/share/"));
-    AddRow("dot element", "/home/a/./b/", Relative("/home/a/./b/"));
-    AddRow("element ending in dot", "/home/name./", Relative("/home/name./"));
-    AddRow("parent element", "/home/a/../b/", Folder(".."));
     AddRow("reserved", "/home/Con/", Folder("CON"));
-    AddRow("reserved lpt9", "/data/lpt9/", Folder("LPT9"));
-    AddRow("reserved with extension", "/home/CON.txt/", {});
-    AddRow("relative", "Images/", NotAbsolute("Images/"));
-    AddRow("empty", "", NotAbsolute(""));
-    AddRow("tab", "/home/a\tb/", Unusable("/home/a\tb/"));
-    AddRow("vertical bar", "/home/a|b/", Unusable("/home/a|b/"));
     // A backslash is an ordinary character to the rules where it is no separator.
     AddRow("backslash", "/home/a\\b/", {});
 }
@@ -201,16 +169,6 @@ void TestPathRules::unusableCharacters()
     }
     QVERIFY(!HasNoUnusableCharacters("??", false));
     QVERIFY(!HasNoUnusableCharacters("|", false));
-}
-
-void TestPathRules::asciiLetters()
-{
-    for (char16_t c = 0; c < 0x300; ++c) {
-        const bool expected = (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z');
-        QCOMPARE(IsAsciiLetter(QChar(c)), expected);
-    }
-    QVERIFY(!IsAsciiLetter(QChar(u'Ａ')));  // full-width A
-    QVERIFY(!IsAsciiLetter(QChar(u'あ')));
 }
 
 void TestPathRules::changePathDelimiter()
