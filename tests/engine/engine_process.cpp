@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <filesystem>
 #include <fcntl.h>
 #include <grp.h>
 #include <fstream>
@@ -210,8 +211,6 @@ long long fileSize(const std::string &path) {
     return st.st_size;
 }
 
-void copyFile(const std::string &from, const std::string &to) { writeBytes(to, readBytes(from)); }
-
 std::vector<std::string> listDir(const std::string &dir) {
     std::vector<std::string> names;
     if (DIR *d = opendir(dir.c_str())) {
@@ -237,17 +236,11 @@ std::string makeTempDir(const std::string &prefix) {
 }
 
 void removeTree(const std::string &path) {
-    struct stat st;
-    if (lstat(path.c_str(), &st) != 0)
-        return;
-    if (S_ISDIR(st.st_mode)) {
-        chmod(path.c_str(), 0700);
-        for (const auto &n : listDir(path))
-            removeTree(path + "/" + n);
-        rmdir(path.c_str());
-    } else {
-        unlink(path.c_str());
-    }
+    std::error_code ignored;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(path, ignored))
+        std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_all,
+                                     std::filesystem::perm_options::add, ignored);
+    std::filesystem::remove_all(path, ignored);
 }
 
 void EngineTest::SetUp() { dir_ = makeTempDir("dravik-enginetest"); }

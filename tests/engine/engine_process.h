@@ -53,7 +53,6 @@ std::string readBytes(const std::string &path);
 void writeBytes(const std::string &path, const std::string &bytes);
 bool exists(const std::string &path);
 long long fileSize(const std::string &path);
-void copyFile(const std::string &from, const std::string &to);
 std::vector<std::string> listDir(const std::string &dir); // names, sorted, without . and ..
 std::string makeTempDir(const std::string &prefix);
 void removeTree(const std::string &path);

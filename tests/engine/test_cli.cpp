@@ -47,7 +47,7 @@ TEST_F(Cli, RefusalsWriteNothing) {
         {77, {"-in", "MISSING", "-out", "OUT", "-bogus", "1"}},
         // The same file under another spelling, through a link, or once -outext names it.
         {77, {"-in", "IN", "-out", "IN"}},
-        {77, {"-in", "IN", "-out", "DOT/in.png"}},
+        {77, {"-in", "IN", "-out", "DOTTED"}},
         {77, {"-in", "IN", "-out", "LINK"}},
         {77, {"-in", "LINK", "-out", "IN"}},
         {77, {"-in", "IN", "-out", "NOEXT", "-outext", "on"}},
@@ -57,7 +57,7 @@ TEST_F(Cli, RefusalsWriteNothing) {
         std::vector<std::string> args;
         for (const auto &a : c.args)
             args.push_back(a == "IN" ? in : a == "OUT" ? path("out.png") : a == "MISSING" ? path("missing.png")
-                           : a == "DOT" ? dir() + "/." : a == "LINK" ? path("link.png") : a == "NOEXT" ? path("in") : a);
+                           : a == "DOTTED" ? dir() + "/./in.png" : a == "LINK" ? path("link.png") : a == "NOEXT" ? path("in") : a);
         SCOPED_TRACE(testing::PrintToString(c.args));
         RunResult r = run(args);
         EXPECT_EXIT_CODE(r, c.code);

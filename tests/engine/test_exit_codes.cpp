@@ -172,7 +172,7 @@ TEST_F(ExitCodes, PaletteQuantiserOutOfMemory85) {
     rlim_t failing = rlim_t(120) << 20, passing = rlim_t(1024) << 20;
     RunOptions limited;
     int failures = 0;
-    while (passing - failing > (rlim_t(512) << 10)) {
+    while (passing - failing > (rlim_t(2) << 20)) {
         limited.addressSpaceLimit = (failing + passing) / 2;
         SCOPED_TRACE(std::to_string(limited.addressSpaceLimit >> 10) + " KiB address space");
         const auto before = listDir(dir());
