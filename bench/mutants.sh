@@ -81,7 +81,8 @@ prepare() {
     say "the unmodified tree does not build: $scratch_root/build.log"; exit 2; }
 }
 
-# ctest names of a folder's tests, as an anchored regular expression.
+# ctest names of a folder's tests, as an anchored regular expression. The engine's unit
+# tests are quick, so they go first, apart from its black-box tests.
 folder_tests() {
   local folder=$1
   if [ "$folder" = engine ]; then
@@ -124,7 +125,9 @@ while IFS='|' read -r id folder file subst; do
     broken=$((broken + 1))
   else
     regex=$(folder_tests "$folder")
-    by=$(first_failure -R "$regex")
+    by=
+    [ "$folder" = engine ] && by=$(first_failure -R '^engineunit[.]')
+    [ -z "$by" ] && by=$(first_failure -R "$regex")
     [ -z "$by" ] && by=$(first_failure -E "$regex")
     if [ -n "$by" ]; then
       say "$id $file: caught by $by"
