@@ -126,8 +126,12 @@ while IFS='|' read -r id folder file subst; do
   else
     regex=$(folder_tests "$folder")
     by=
-    [ "$folder" = engine ] && by=$(first_failure -R '^engineunit[.]')
-    [ -z "$by" ] && by=$(first_failure -R "$regex")
+    if [ "$folder" = engine ]; then
+      by=$(first_failure -R '^engineunit[.]')
+      [ -z "$by" ] && by=$(first_failure -R '^engine[.]')
+    else
+      by=$(first_failure -R "$regex")
+    fi
     [ -z "$by" ] && by=$(first_failure -E "$regex")
     if [ -n "$by" ]; then
       say "$id $file: caught by $by"
