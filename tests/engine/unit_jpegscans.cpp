@@ -85,12 +85,11 @@ TEST(JpegScans, DecodesToTheSamePixelsAsLibjpegsBaselineFile)
         {"one pixel", busyImage(1, 1, 3), false, false},
         {"one row", busyImage(301, 1, 3), false, false},
         {"large, split into intervals", busyImage(1211, 1003, 3), false, true},
-        {"large grey", busyImage(1100, 1000, 1), false, true},
         {"large enough to count on sampled rows", busyImage(1600, 1400, 3), false, true},
         {"flat, long end-of-band runs", flatImage(2100, 1700), true, true},
     };
     for (const Case &c : cases) {
-        for (int quality : {20, 80, 100}) {
+        for (int quality : {20, 100}) {
             JpegSettings progressive;
             progressive.quality = quality;
             progressive.fullChroma = c.fullChroma;
