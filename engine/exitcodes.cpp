@@ -29,7 +29,10 @@ bool looksLikeResourceExhaustion(const std::string &message)
     // left for it to fail is an allocation.
     for (const char *sign : {"out of memory", "unable to allocate", "Error creating thread", "Cannot allocate memory",
                              "Resource temporarily unavailable", "memory exhausted", "Out of memory",
-                             "quantisation failed", "dither failed"})
+                             "quantisation failed", "dither failed",
+                             // libaom's words when its frame buffers or threads cannot be had; sizes
+                             // it cannot take are refused before it runs (maxDimension).
+                             "Undefined AOM error", "Memory allocation error", "thread creation failed"})
         if (message.find(sign) != std::string::npos)
             return true;
     return false;

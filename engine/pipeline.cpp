@@ -53,14 +53,20 @@ void checkDecodes(const Source &src, LoadRequest request)
 
 // CMYK through its embedded profile, or through a generic press profile when the
 // embedded one is missing or unusable: CMYK values without a profile mean nothing on screen.
+// Perceptual intent: press profiles carry their gamut mapping in the perceptual tables,
+// and that is what lcms2's own converters apply by default.
 vips::VImage cmykToSrgb(const vips::VImage &image)
 {
     vips::VImage out;
     try {
-        out = image.icc_transform("srgb", vips::VImage::option()->set("embedded", true)->set("input_profile", "cmyk"));
+        out = image.icc_transform("srgb", vips::VImage::option()
+                                              ->set("embedded", true)
+                                              ->set("input_profile", "cmyk")
+                                              ->set("intent", VIPS_INTENT_PERCEPTUAL));
     } catch (const vips::VError &) {
         try {
-            out = image.icc_transform("srgb", vips::VImage::option()->set("input_profile", "cmyk"));
+            out = image.icc_transform(
+                "srgb", vips::VImage::option()->set("input_profile", "cmyk")->set("intent", VIPS_INTENT_PERCEPTUAL));
         } catch (const vips::VError &e) {
             failFromVips(Exit::Damaged, "the CMYK input cannot be converted: ", e.what());
         }

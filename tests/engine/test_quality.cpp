@@ -188,10 +188,9 @@ TEST_F(Quality, NeverLargerWithoutPixelChanges) {
     ASSERT_EXIT_CODE(r, 0);
     EXPECT_LE(fileSize(path("q95.jpg")), fileSize(tight));
 
-    // A plain baseline file stored near the quality asked for (or below it, where the
-    // engine does not decode at all): its own coefficients, rewritten without loss, beat
-    // a re-encode, upright or not.
-    for (const auto &[orientation, stored] : {std::pair{1, 78}, std::pair{6, 78}, std::pair{1, 60}, std::pair{6, 60}}) {
+    // A plain baseline file stored below the quality asked for: its own coefficients,
+    // rewritten without loss, beat a re-encode, upright or not.
+    for (const auto &[orientation, stored] : {std::pair{1, 60}, std::pair{6, 60}}) {
         SCOPED_TRACE("orientation " + std::to_string(orientation) + ", stored at " + std::to_string(stored));
         vips::VImage photo = photoLike(640, 480).copy();
         photo.set(VIPS_META_ORIENTATION, orientation);
