@@ -157,9 +157,9 @@ images=()
 for folder in "${folders[@]}"; do
   for f in "$folder"/*; do
     [[ -f $f ]] || continue
-    pages=$(vipsheader -f n-pages "$f" 2>/dev/null || echo x)
-    [[ $pages == x ]] && continue # not an image
-    [[ $pages =~ ^[0-9]+$ ]] && ((pages > 1)) && continue # animations keep their frames: not judged here
+    vipsheader "$f" >/dev/null 2>&1 || continue # not an image
+    pages=$(vipsheader -f n-pages "$f" 2>/dev/null || echo 1)
+    ((pages > 1)) && continue # animations keep their frames: not judged here
     images+=("$f")
   done
 done

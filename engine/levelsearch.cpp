@@ -98,9 +98,10 @@ WebpSettings chooseWebp(const SearchContext &c, const Options &o)
     };
     const SettingSearch found = searchSetting(scoreAt, 20, 100, s.quality, c.target, kMaxTrials);
     s.quality = found.setting;
-    // Lossy WebP halves chroma whatever the setting: where even its highest setting stays
-    // over the bound, lossless is the highest setting the format has.
-    if (found.score > c.target && found.setting == 100)
+    // Lossy WebP halves chroma whatever the setting. Where even its highest setting stays
+    // over the bound, lossless is the format's highest setting, but only worth its bytes
+    // when the sample is far over: near the bound the sample judges harsher than the whole.
+    if (found.score > 1.5 * c.target && found.setting == 100)
         s.lossless = true;
     return s;
 }
