@@ -95,33 +95,46 @@ struct Cell {
     double chroma = 0;   // mean colour gradient: colour edges smear under halved chroma
 };
 
-// Per-cell statistics from maps reduced once; reading a few hundred numbers is cheap.
+// Cell origins along one side: a grid, plus one flush with the far edge so nothing there
+// goes unseen; origins stay on 16-pixel steps, where the whole image's blocks lie.
+std::vector<int> originsAlong(int length, int cell)
+{
+    std::vector<int> origins;
+    for (int at = 0; at + cell <= length; at += cell)
+        origins.push_back(at);
+    const int last = (length - cell) / 16 * 16;
+    if (last > 0 && (origins.empty() || last > origins.back()))
+        origins.push_back(last);
+    return origins;
+}
+
+// Per-cell statistics from maps computed once at reduced size.
 std::vector<Cell> cellsOf(const vips::VImage &image, int cell)
 {
-    const int across = image.width() / cell, down = image.height() / cell;
-    vips::VImage rgb = viewable(image).extract_area(0, 0, across * cell, down * cell);
-    // Statistics on a quarter-size copy: an 8-pixel cell in it is a 32-pixel block here.
+    // Statistics on a reduced copy: a cell becomes 32 pixels across.
     const int reduce = std::max(1, cell / 32);
-    rgb = rgb.shrink(reduce, reduce);
-    const int small = cell / reduce;
-    vips::VImage luma = rgb.colourspace(VIPS_INTERPRETATION_B_W).cast(VIPS_FORMAT_FLOAT);
-    vips::VImage lab = rgb.colourspace(VIPS_INTERPRETATION_LAB);
+    const vips::VImage rgb = viewable(image).shrink(reduce, reduce);
+    const vips::VImage luma = rgb.colourspace(VIPS_INTERPRETATION_B_W).cast(VIPS_FORMAT_FLOAT);
+    const vips::VImage lab = rgb.colourspace(VIPS_INTERPRETATION_LAB);
     const vips::VImage g = luma.sobel().cast(VIPS_FORMAT_FLOAT);
     const vips::VImage c = (lab[1].sobel() + lab[2].sobel()).cast(VIPS_FORMAT_FLOAT);
-    const vips::VImage maps = g.shrink(small, small).bandjoin((g * g).shrink(small, small)).bandjoin(c.shrink(small, small));
-    const std::vector<unsigned char> raw = packed(maps.cast(VIPS_FORMAT_FLOAT).copy_memory());
-    const auto *v = reinterpret_cast<const float *>(raw.data());
+    const vips::VImage maps = g.bandjoin(g * g).bandjoin(c).copy_memory();
+    const int small = std::max(1, cell / reduce);
     std::vector<Cell> cells;
-    for (int y = 0; y < down; ++y)
-        for (int x = 0; x < across; ++x) {
-            const float *p = v + 3 * (std::size_t(y) * std::size_t(across) + std::size_t(x));
-            Cell cellStats;
-            cellStats.x = x * cell;
-            cellStats.y = y * cell;
-            cellStats.edges = p[0];
-            cellStats.peaks = p[1] / ((p[0] + 2.0) * (p[0] + 2.0));
-            cellStats.chroma = p[2];
-            cells.push_back(cellStats);
+    for (int y : originsAlong(image.height(), cell))
+        for (int x : originsAlong(image.width(), cell)) {
+            const int sx = std::min(x / reduce, std::max(0, maps.width() - small));
+            const int sy = std::min(y / reduce, std::max(0, maps.height() - small));
+            const vips::VImage area =
+                maps.extract_area(sx, sy, std::min(small, maps.width()), std::min(small, maps.height()));
+            const double mean[3] = {area[0].avg(), area[1].avg(), area[2].avg()};
+            Cell stats;
+            stats.x = x;
+            stats.y = y;
+            stats.edges = mean[0];
+            stats.peaks = mean[1] / ((mean[0] + 2.0) * (mean[0] + 2.0));
+            stats.chroma = mean[2];
+            cells.push_back(stats);
         }
     return cells;
 }

@@ -117,16 +117,18 @@ struct Encoded {
 // and shared by every format tried.
 class Search {
 public:
-    Search(const vips::VImage &image, const Options &o, bool smooth) : image_(image), o_(o), smooth_(smooth) {}
+    Search(const vips::VImage &image, const Options &o, const Source &src) : image_(image), o_(o), src_(src) {}
 
     SearchContext context()
     {
         if (!sample_) {
             judge_ = std::make_unique<Judge>();
+            // Smoothness is looked at only here: it matters to nothing but the bound.
+            smooth_ = o_.qualitySafety && looksSmooth(src_);
             try {
                 sample_ = sampleOf(image_);
             } catch (const vips::VError &e) {
-                failFromVips(Exit::Damaged, "the input is damaged: ", e.what());
+                failFromVips(Exit::CannotEncode, "cannot judge the image: ", e.what());
             }
         }
         return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_)};
@@ -135,7 +137,8 @@ public:
 private:
     const vips::VImage &image_;
     const Options &o_;
-    bool smooth_;
+    const Source &src_;
+    bool smooth_ = false;
     std::unique_ptr<Judge> judge_;
     std::optional<Sample> sample_;
 };
@@ -293,10 +296,9 @@ int processImage(const Options &o)
         return 0;
     }
 
-    // Smoothness only tightens the bound of a level's search; GIF has none.
+    // A level's search judges trials on pixels held in memory; GIF has none.
     const bool searched = !o.quality && std::any_of(candidates.begin(), candidates.end(),
                                                     [](Format f) { return f != Format::Gif; });
-    const bool smooth = o.qualitySafety && searched && looksSmooth(src);
 
     // The input's own coefficients, Huffman-optimised (and uprighted when EXIF asks),
     // are the same picture. They can only beat a re-encode when the input was stored at
@@ -415,7 +417,7 @@ int processImage(const Options &o)
 
         // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
         // with real transparency only ever becomes PNG.
-        Search search(image, o, smooth);
+        Search search(image, o, src);
         for (Format f : candidates) {
             if (f == Format::Jpeg && !target && image.has_alpha())
                 continue;
@@ -424,7 +426,13 @@ int processImage(const Options &o)
                 pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
             Bytes bytes;
             try {
-                bytes = encodeAs(f, pixels, o, search, src.format == Format::Gif && !asksPixelChange);
+                try {
+                    bytes = encodeAs(f, pixels, o, search, src.format == Format::Gif && !asksPixelChange);
+                } catch (const vips::VError &e) {
+                    // Trials and the judge work on pixels already in memory: what fails there
+                    // is a resource, or this image in this format.
+                    failFromVips(Exit::CannotEncode, std::string("cannot encode as ") + formatName(f) + ": ", e.what());
+                }
             } catch (const Failure &failure) {
                 // While streaming, a damaged input shows up as an encoder error: decode the
                 // input alone to tell the two apart, and trust the decoders' own words where
