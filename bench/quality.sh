@@ -174,7 +174,10 @@ rows = [l.rstrip('\n').split('\t') for l in open(sys.argv[1]) if l.strip()]
 eng = collections.defaultdict(dict)      # (fmt, level) -> image -> (bytes, score, secs)
 peer = collections.defaultdict(lambda: collections.defaultdict(dict))  # (tool, fmt) -> q -> image -> (bytes, score)
 plain = {}
-for img, tool, fmt, setting, b, s, t in rows:
+for row in rows:
+    if len(row) != 7 or (row[1] != 'plain' and not row[5]):
+        print('unjudged: ' + ' '.join(row), file=sys.stderr); continue
+    img, tool, fmt, setting, b, s, t = row
     if tool == 'engine':
         eng[(fmt, int(setting))][img] = (int(b), float(s), float(t))
     elif tool == 'plain':

@@ -70,9 +70,9 @@ TEST_F(Perceptual, EveryLossyOutputStaysWithinTheLevelsBound) {
         std::string name;
         VImage image;
     };
-    const std::vector<Case> images{{"graphic.png", flatGraphic(384, 256)},
-                                   {"gradient.png", smoothGradient(384, 256)},
-                                   {"noise.png", noisyTexture(384, 256)}};
+    const std::vector<Case> images{{"graphic.png", flatGraphic(320, 224)},
+                                   {"gradient.png", smoothGradient(320, 224)},
+                                   {"noise.png", noisyTexture(320, 224)}};
     struct Output {
         std::string format, level;
     };
