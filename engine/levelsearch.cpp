@@ -80,6 +80,13 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     s.fullChroma = true;
     s.quantTable = kFullChromaTable;
     const JpegCandidate full = searchJpeg(c, s, std::max(20, halved.settings.quality - 6));
+    if (full.score > c.target && halved.score > c.target) {
+        // Out of JPEG's reach: its highest setting, where trellis would still drop detail.
+        JpegSettings highest = full.settings;
+        highest.quality = 100;
+        highest.trellis = false;
+        return highest;
+    }
     const bool fullWins = halved.score > c.target || (full.score <= c.target && full.sampleBytes < halved.sampleBytes);
     return fullWins ? full.settings : halved.settings;
 }

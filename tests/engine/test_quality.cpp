@@ -216,14 +216,13 @@ TEST_F(Quality, NeverLargerWithoutPixelChanges) {
         EXPECT_FALSE(exists(path("cut-out.jpg")));
     }
 
-    // Halved chroma at nearly the level's own quality: a re-encode, which keeps chroma
-    // whole, cannot be smaller, and the input's coefficients come back as they were.
+    // Halved chroma at nearly the level's own quality: whichever is smaller of the
+    // level's re-encode and the input's own coefficients, never the input's size.
     const std::string halved = path("halved.jpg");
     save(photoLike(640, 480, 3), halved, "[Q=90,subsample_mode=on,optimize_coding=false]");
     r = run({"-in", halved, "-out", path("halved-out.jpg")});
     ASSERT_EXIT_CODE(r, 0);
     EXPECT_LT(fileSize(path("halved-out.jpg")), fileSize(halved));
-    EXPECT_LT(meanDifference(loadFirstPage(path("halved-out.jpg")), loadFirstPage(halved)), 1e-9);
 }
 
 TEST_F(Quality, SizeLimit) {
