@@ -1,5 +1,7 @@
 #include "exitcodes.h"
 
+#include <system_error>
+
 #include <vips/vips8>
 
 #include <cstdio>
@@ -29,7 +31,11 @@ bool looksLikeResourceExhaustion(const std::string &message)
     // left for it to fail is an allocation.
     for (const char *sign : {"out of memory", "unable to allocate", "Error creating thread", "Cannot allocate memory",
                              "Resource temporarily unavailable", "memory exhausted", "Out of memory",
-                             "quantisation failed", "dither failed"})
+                             "quantisation failed", "dither failed",
+                             // libaom's words when its frame buffers or threads cannot be had; sizes
+                             // it cannot take are refused before it runs (maxDimension).
+                             "Undefined AOM error", "Memory allocation error", "thread creation failed",
+                             "create_context_and_bufferpool"})
         if (message.find(sign) != std::string::npos)
             return true;
     return false;
@@ -61,6 +67,14 @@ int runGuarded(int (*body)(int, char **), int argc, char **argv)
             return int(Exit::OutOfMemory);
         }
         report("internal error: " + what);
+        return int(Exit::Internal);
+    } catch (const std::system_error &e) {
+        // A thread that cannot be started (the quality judge's workers) is memory too.
+        if (e.code() == std::errc::resource_unavailable_try_again || e.code() == std::errc::not_enough_memory) {
+            report(std::string("out of memory: ") + e.what());
+            return int(Exit::OutOfMemory);
+        }
+        report(std::string("internal error: ") + e.what());
         return int(Exit::Internal);
     } catch (const std::exception &e) {
         report(std::string("internal error: ") + e.what());

@@ -1,21 +1,13 @@
-// libjpeg's inverse DCT interface: the rewrite catches coefficients in its place.
-// Defined before any header can include jpeglib.h.
-#define JPEG_INTERNALS
-
 #include "jpeglossless.h"
 
 #include "jpegdest.h"
-#include "jpegplanes.h"
-#include "jpegscans.h"
 
 #include <csetjmp>
 #include <cstdio>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <vector>
-#include <stdexcept>
 #include <algorithm>
 
 #include <jpeglib.h>
@@ -128,138 +120,6 @@ Bytes iccSegments(const Bytes &jpeg)
     return out;
 }
 
-// Our scan coder writes JFIF files: YCbCr or grey, eight bits. Anything else (CMYK,
-// RGB without a colour transform) stays with libjpeg, which keeps its own markers.
-bool fitsOurScanCoder(const jpeg_decompress_struct &src)
-{
-    return src.data_precision == 8 && ((src.num_components == 3 && src.jpeg_color_space == JCS_YCbCr) ||
-                                       (src.num_components == 1 && src.jpeg_color_space == JCS_GRAYSCALE));
-}
-
-// Coefficients caught on their way to libjpeg's inverse DCT. Reading raw data row by
-// row this way needs no whole-image coefficient arrays for a sequential file (libjpeg
-// zeroes and fills them in jpeg_read_coefficients) and computes no pixels at all.
-struct RawCapture {
-    CoefficientImage *image = nullptr;
-    JSAMPARRAY rows[MAX_COMPONENTS] = {}; // the row pointers handed to jpeg_read_raw_data
-    long stored = 0;
-    bool misplaced = false; // a block outside the planes: the layout is not the one assumed
-};
-
-extern "C" void catchBlock(j_decompress_ptr cinfo, jpeg_component_info *comp, JCOEFPTR block, JSAMPARRAY output,
-                           JDIMENSION column)
-{
-    auto *capture = static_cast<RawCapture *>(cinfo->client_data);
-    const int ci = comp->component_index;
-    CoefficientPlane &plane = capture->image->planes[std::size_t(ci)];
-    const int bx = int(column / DCTSIZE);
-    const int by = int(cinfo->output_iMCU_row) * comp->v_samp_factor + int(output - capture->rows[ci]) / DCTSIZE;
-    if (bx >= plane.widthInBlocks || by >= plane.heightInBlocks || bx >= plane.stride || by >= plane.rows) {
-        capture->misplaced = true;
-        return;
-    }
-    bool outOfMemory = false;
-    try {
-        plane.store(bx, by, block);
-        ++capture->stored;
-    } catch (const std::bad_alloc &) {
-        outOfMemory = true;
-    }
-    // Out through libjpeg's own error path: an exception cannot cross its C frames.
-    if (outOfMemory)
-        std::longjmp(reinterpret_cast<ErrorManager *>(cinfo->err)->jump, 1);
-}
-
-// The whole rewrite source through RawCapture: the coefficient image, the density and the
-// markers the policy keeps. false when the input cannot be read that way (the caller then
-// leaves the rewrite to libjpeg).
-bool captureCoefficients(const Bytes &input, const LosslessJpegOptions &o, CoefficientImage &image,
-                         JpegFileHeader &header)
-{
-    jpeg_decompress_struct src {};
-    ErrorManager err {};
-    RawCapture capture;
-    std::vector<std::vector<JSAMPLE>> sampleRows;
-    std::vector<std::vector<JSAMPROW>> rowPointers;
-    attachErrors(src, err, true);
-    jpeg_create_decompress(&src);
-    if (setjmp(err.jump)) {
-        jpeg_destroy_decompress(&src);
-        return false;
-    }
-    jpeg_mem_src(&src, input.data(), static_cast<unsigned long>(input.size()));
-    saveMarkers(&src);
-    jpeg_read_header(&src, TRUE);
-    if (!fitsOurScanCoder(src)) {
-        jpeg_destroy_decompress(&src);
-        return false;
-    }
-    src.raw_data_out = TRUE;
-    src.do_block_smoothing = FALSE;
-    jpeg_start_decompress(&src);
-    const int iMcuRows = src.max_v_samp_factor * DCTSIZE;
-    bool plain = src.output_width == src.image_width && src.output_height == src.image_height;
-    for (int ci = 0; ci < src.num_components; ++ci)
-        plain = plain && src.comp_info[ci].DCT_scaled_size == DCTSIZE;
-    if (!plain) {
-        jpeg_destroy_decompress(&src);
-        return false;
-    }
-
-    image = CoefficientImage {};
-    image.width = int(src.image_width);
-    image.height = int(src.image_height);
-    const JDIMENSION mcuWidth = JDIMENSION(DCTSIZE * src.max_h_samp_factor);
-    image.mcusPerRow = int((src.image_width + mcuWidth - 1) / mcuWidth);
-    image.mcuRows = int((src.image_height + JDIMENSION(iMcuRows) - 1) / JDIMENSION(iMcuRows));
-    const bool interleaved = src.num_components > 1;
-    long expected = 0;
-    JSAMPARRAY data[MAX_COMPONENTS] = {};
-    sampleRows.resize(std::size_t(src.num_components));
-    rowPointers.resize(std::size_t(src.num_components));
-    for (int ci = 0; ci < src.num_components; ++ci) {
-        const jpeg_component_info &comp = src.comp_info[ci];
-        CoefficientPlane plane = planeFor(comp, interleaved);
-        // Whole MCUs, and never narrower than the blocks libjpeg hands over.
-        const int stride = interleaved ? std::max(image.mcusPerRow * comp.h_samp_factor, plane.widthInBlocks)
-                                       : plane.widthInBlocks;
-        const int rows = interleaved ? std::max(image.mcuRows * comp.v_samp_factor, plane.heightInBlocks)
-                                     : plane.heightInBlocks;
-        plane.allocate(stride, rows);
-        image.planes.push_back(std::move(plane));
-        expected += long(comp.width_in_blocks) * long(comp.height_in_blocks);
-        // Room for the samples libjpeg's own inverse DCT would write; ours writes none.
-        const int lines = comp.v_samp_factor * DCTSIZE;
-        sampleRows[std::size_t(ci)].assign(std::size_t(stride) * DCTSIZE, 0);
-        rowPointers[std::size_t(ci)].assign(std::size_t(lines), sampleRows[std::size_t(ci)].data());
-        data[ci] = rowPointers[std::size_t(ci)].data();
-        capture.rows[ci] = data[ci];
-    }
-    image.quantTables = quantTablesFor(src.quant_tbl_ptrs, src.comp_info, src.num_components);
-
-    capture.image = &image;
-    src.client_data = &capture;
-    for (int ci = 0; ci < src.num_components; ++ci)
-        src.idct->inverse_DCT[ci] = catchBlock;
-    while (src.output_scanline < src.output_height)
-        if (jpeg_read_raw_data(&src, data, JDIMENSION(iMcuRows)) == 0)
-            break;
-
-    header = JpegFileHeader {};
-    if (src.saw_JFIF_marker) {
-        header.densityUnit = src.density_unit;
-        header.xDensity = src.X_density;
-        header.yDensity = src.Y_density;
-    }
-    for (jpeg_saved_marker_ptr m = src.marker_list; m; m = m->next)
-        if (keepsMarker(m, o))
-            header.segments.push_back({static_cast<unsigned char>(m->marker), Bytes(m->data, m->data + m->data_length)});
-    const bool complete = !capture.misplaced && capture.stored == expected;
-    jpeg_finish_decompress(&src);
-    jpeg_destroy_decompress(&src);
-    return complete;
-}
-
 } // namespace
 
 std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, const LosslessJpegOptions &o)
@@ -274,8 +134,8 @@ std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, c
     tjtransform transform {};
     transform.op = operations[orientation];
     // PERFECT refuses instead of dropping or garbling partial edge blocks.
-    // Sequential here; the rewrite below makes it progressive when asked, faster than
-    // TurboJPEG's own progressive output.
+    // Sequential here; the rewrite below makes the Huffman tables optimal and the file
+    // progressive when asked.
     transform.options = TJXOPT_PERFECT | (o.keepMetadata ? 0 : TJXOPT_COPYNONE);
     unsigned char *out = nullptr;
     unsigned long outSize = 0;
@@ -304,20 +164,6 @@ std::optional<Bytes> rotateJpegLosslessly(const Bytes &input, int orientation, c
 
 std::optional<Bytes> optimiseJpegLosslessly(const Bytes &input, const LosslessJpegOptions &o)
 {
-    // Progressive output from grey or YCbCr input comes from our scan coder; libjpeg
-    // writes the rest (baseline, other colour spaces, anything the capture refuses).
-    if (o.progressive) {
-        CoefficientImage image;
-        JpegFileHeader header;
-        if (captureCoefficients(input, o, image, header)) {
-            try {
-                return writeProgressiveJpeg(image, header, codingThreads());
-            } catch (const std::range_error &) {
-                return std::nullopt; // a forged file: the caller keeps other bytes
-            }
-        }
-    }
-
     jpeg_decompress_struct src {};
     jpeg_compress_struct dst {};
     ErrorManager srcErr {}, dstErr {};

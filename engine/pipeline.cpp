@@ -6,6 +6,7 @@
 #include "exitcodes.h"
 #include "icc.h"
 #include "jpeglossless.h"
+#include "levelsearch.h"
 #include "load.h"
 #include "marks.h"
 #include "metadata.h"
@@ -21,6 +22,8 @@
 #include <cmath>
 #include <cstdint>
 #include <future>
+#include <memory>
+#include <optional>
 #include <system_error>
 #include <sys/stat.h>
 #include <vector>
@@ -53,14 +56,20 @@ void checkDecodes(const Source &src, LoadRequest request)
 
 // CMYK through its embedded profile, or through a generic press profile when the
 // embedded one is missing or unusable: CMYK values without a profile mean nothing on screen.
+// Perceptual intent: press profiles carry their gamut mapping in the perceptual tables,
+// and that is what lcms2's own converters apply by default.
 vips::VImage cmykToSrgb(const vips::VImage &image)
 {
     vips::VImage out;
     try {
-        out = image.icc_transform("srgb", vips::VImage::option()->set("embedded", true)->set("input_profile", "cmyk"));
+        out = image.icc_transform("srgb", vips::VImage::option()
+                                              ->set("embedded", true)
+                                              ->set("input_profile", "cmyk")
+                                              ->set("intent", VIPS_INTENT_PERCEPTUAL));
     } catch (const vips::VError &) {
         try {
-            out = image.icc_transform("srgb", vips::VImage::option()->set("input_profile", "cmyk"));
+            out = image.icc_transform(
+                "srgb", vips::VImage::option()->set("input_profile", "cmyk")->set("intent", VIPS_INTENT_PERCEPTUAL));
         } catch (const vips::VError &e) {
             failFromVips(Exit::Damaged, "the CMYK input cannot be converted: ", e.what());
         }
@@ -99,35 +108,42 @@ vips::VImage to8Bit(const vips::VImage &image)
     return image.colourspace(grey ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB).cast(VIPS_FORMAT_UCHAR);
 }
 
-// How far a palette version strays from the original, as the 99.5th percentile of the
-// CIE76 colour difference after a slight blur (the eye averages dithering away).
-// Transparent images are judged over mid grey, so alpha errors count too.
-double paletteError(const vips::VImage &original, const Bytes &palettePng)
-{
-    vips::VImage quantised = vips::VImage::new_from_buffer(palettePng.data(), palettePng.size(), "");
-    const auto prepare = [&](vips::VImage im) {
-        im = to8Bit(im);
-        if (im.has_alpha())
-            im = im.flatten(vips::VImage::option()->set("background", std::vector<double>{128.0}));
-        if (im.bands() < 3)
-            im = im.colourspace(VIPS_INTERPRETATION_sRGB);
-        // Large images are judged at about one megapixel: the statistic barely moves
-        // and the check stays cheap next to the quantisation itself.
-        const double factor = std::sqrt(1e6 / (double(im.width()) * im.height()));
-        if (factor < 1.0)
-            im = im.resize(factor);
-        return im.gaussblur(0.8).colourspace(VIPS_INTERPRETATION_LAB);
-    };
-    vips::VImage difference = prepare(original).dE76(prepare(quantised));
-    return (difference * 8.0).cast(VIPS_FORMAT_UCHAR).percent(99.5) / 8.0;
-}
-
 struct Encoded {
     Format format;
     Bytes bytes;
 };
 
-Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
+// The judge and the sample of one image, made when a level's search first needs them
+// and shared by every format tried.
+class Search {
+public:
+    Search(const vips::VImage &image, const Options &o, const Source &src) : image_(image), o_(o), src_(src) {}
+
+    SearchContext context()
+    {
+        if (!sample_) {
+            judge_ = std::make_unique<Judge>();
+            // Smoothness is looked at only here: it matters to nothing but the bound.
+            smooth_ = o_.qualitySafety && looksSmooth(src_);
+            try {
+                sample_ = sampleOf(image_);
+            } catch (const vips::VError &e) {
+                failFromVips(Exit::CannotEncode, "cannot judge the image: ", e.what());
+            }
+        }
+        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_)};
+    }
+
+private:
+    const vips::VImage &image_;
+    const Options &o_;
+    const Source &src_;
+    bool smooth_ = false;
+    std::unique_ptr<Judge> judge_;
+    std::optional<Sample> sample_;
+};
+
+Bytes encodePngForLevel(const vips::VImage &image, const Options &o, Search &search)
 {
     const PngSettings settings = pngSettingsFor(o, image.width() * pageHeightOf(image));
     PngSettings lossless = settings;
@@ -141,36 +157,33 @@ Bytes encodePngForLevel(const vips::VImage &image, const Options &o)
     // A fixed quality asks for the palette version as such.
     if (o.quality)
         return encodePng(image, settings);
-    const double tolerance = paletteToleranceFor(o);
-    // Quantising a large image takes seconds and photos fail the tolerance by far
-    // (25 and more): a half-megapixel trial gives the verdict first. Downscaling adds
-    // in-between colours to text and line art, so only a clear failure there counts.
-    const double pixels = double(image.width()) * image.height();
-    if (pixels > 2'000'000 && image.get_typeof("page-height") == 0) {
-        const vips::VImage trial = image.resize(std::sqrt(500'000 / pixels));
-        if (paletteError(trial, encodePng(trial, settings)) > 2 * tolerance)
-            return encodePng(image, lossless);
-    }
-    // The palette version only wins when it is both smaller and close enough.
-    Bytes palette = encodePng(image, settings);
+    // The sample says whether any palette can stay within the bound (photos never do),
+    // and at which quantiser quality; the whole image's own palette is then checked on
+    // the sample's tiles, and only kept when it is also the smaller file.
+    const SearchContext context = search.context();
+    const std::optional<PngSettings> palette = choosePalette(context, o, image.width() * pageHeightOf(image));
     Bytes full = encodePng(image, lossless);
-    if (palette.size() < full.size() && paletteError(image, palette) <= tolerance)
-        return palette;
+    if (!palette)
+        return full;
+    Bytes quantised = encodePng(image, *palette);
+    if (quantised.size() < full.size() && paletteHolds(context, image, quantised))
+        return quantised;
     return full;
 }
 
-Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, bool smooth, bool gifPaletteIntact)
+Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, Search &search, bool gifPaletteIntact)
 {
+    const int pixels = image.width() * pageHeightOf(image);
     switch (f) {
     case Format::Jpeg: {
-        const JpegSettings settings = jpegSettingsFor(o, smooth);
+        const JpegSettings settings = o.quality ? jpegSettingsFor(o) : chooseJpeg(search.context(), o);
         if (o.sizeLimitKiB)
             return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
                                          o.markWrite ? markSize(Format::Jpeg) : 0);
         return encodeJpeg(image, settings);
     }
     case Format::Png:
-        return encodePngForLevel(image, o);
+        return encodePngForLevel(image, o, search);
     case Format::Gif:
     {
         GifSettings settings = gifSettingsFor(o);
@@ -178,9 +191,9 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, bool smoot
         return encodeGif(image, settings);
     }
     case Format::Webp:
-        return encodeWebp(image, webpSettingsFor(o, smooth));
+        return encodeWebp(image, o.quality ? webpSettingsFor(o) : chooseWebp(search.context(), o));
     case Format::Avif:
-        return encodeAvif(image, avifSettingsFor(o, image.width() * pageHeightOf(image)));
+        return encodeAvif(image, o.quality ? avifSettingsFor(o, pixels) : chooseAvif(search.context(), o, pixels));
     }
     fail(Exit::Internal, "unknown output format");
 }
@@ -283,9 +296,9 @@ int processImage(const Options &o)
         return 0;
     }
 
-    const bool lossyCandidate = std::any_of(candidates.begin(), candidates.end(),
-                                            [](Format f) { return f == Format::Jpeg || f == Format::Webp; });
-    const bool smooth = o.qualitySafety && !o.quality && lossyCandidate && looksSmooth(src);
+    // A level's search judges trials on pixels held in memory; GIF has none.
+    const bool searched = !o.quality && std::any_of(candidates.begin(), candidates.end(),
+                                                    [](Format f) { return f != Format::Gif; });
 
     // The input's own coefficients, Huffman-optimised (and uprighted when EXIF asks),
     // are the same picture. They can only beat a re-encode when the input was stored at
@@ -296,7 +309,7 @@ int processImage(const Options &o)
     const LosslessJpegOptions lossless{!o.baseline, o.keepMetadata, icc == IccAction::Keep};
     const bool rewritable = src.format == Format::Jpeg && target == Format::Jpeg && !asksPixelChange;
     const std::optional<JpegStorage> stored = rewritable ? readJpegStorage(src.bytes) : std::nullopt;
-    const JpegSettings reencoding = jpegSettingsFor(o, smooth);
+    const JpegSettings reencoding = jpegSettingsFor(o);
     constexpr int kRewriteQualityMargin = 3;
     const bool rewriteMayWin =
         rewritable && !o.sizeLimitKiB && (!stored || stored->quality <= reencoding.quality + kRewriteQualityMargin);
@@ -388,7 +401,8 @@ int processImage(const Options &o)
         // Several encodes of the same pixels (auto, a size limit, palette against lossless
         // PNG) or a look at the alpha band want the pixels decoded once, in memory. A single
         // encode streams instead: decoding and encoding overlap and no full copy is held.
-        const bool encodesMoreThanOnce = candidates.size() > 1 || o.sizeLimitKiB || candidates.front() == Format::Png;
+        const bool encodesMoreThanOnce =
+            candidates.size() > 1 || o.sizeLimitKiB || candidates.front() == Format::Png || searched;
         const bool inMemory = encodesMoreThanOnce || image.has_alpha();
         if (inMemory)
             image = materialise(image);
@@ -403,6 +417,7 @@ int processImage(const Options &o)
 
         // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
         // with real transparency only ever becomes PNG.
+        Search search(image, o, src);
         for (Format f : candidates) {
             if (f == Format::Jpeg && !target && image.has_alpha())
                 continue;
@@ -411,7 +426,13 @@ int processImage(const Options &o)
                 pixels = pixels.flatten(vips::VImage::option()->set("background", std::vector<double>{255.0}));
             Bytes bytes;
             try {
-                bytes = encodeAs(f, pixels, o, smooth, src.format == Format::Gif && !asksPixelChange);
+                try {
+                    bytes = encodeAs(f, pixels, o, search, src.format == Format::Gif && !asksPixelChange);
+                } catch (const vips::VError &e) {
+                    // Trials and the judge work on pixels already in memory: what fails there
+                    // is a resource, or this image in this format.
+                    failFromVips(Exit::CannotEncode, std::string("cannot encode as ") + formatName(f) + ": ", e.what());
+                }
             } catch (const Failure &failure) {
                 // While streaming, a damaged input shows up as an encoder error: decode the
                 // input alone to tell the two apart, and trust the decoders' own words where

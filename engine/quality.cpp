@@ -6,42 +6,34 @@
 namespace dravik {
 namespace {
 
-// Index 0 is level 1. Each row falls with the level so that a higher level never gives
-// a larger file for the same image.
-// Measured on photo crops (sky, foliage, skin, flat graphics): the lowest quality whose
-// worst butteraugli max-norm stays within each level's bound, always with 4:4:4 chroma.
-// The per-image search will go lower where an image allows.
-constexpr std::array<int, 8> kJpegQuality = {98, 97, 95, 93, 92, 87, 82, 72};
-// Lossy WebP (always 4:2:0) stays near 1.4 on a sky crop even at 100, above the bounds
-// of levels 1 to 3: those levels take its highest setting, lossless.
-constexpr std::array<int, 8> kWebpQuality = {100, 100, 100, 98, 97, 92, 85, 76};
-constexpr int kWebpLosslessLevels = 3;
-constexpr std::array<int, 8> kAvifQuality = {100, 98, 96, 94, 92, 85, 76, 66};
-// Palette PNG: the quantiser always does its best, and the tolerance on our colour
-// difference statistic decides whether its result is used. Against butteraugli on a
-// screenshot, an illustration and a scanned drawing, max-norm stayed below a sixth of
-// the statistic, so each tolerance is six times the level's bound (photos, at 25 and
-// more, never pass).
-constexpr int kPaletteQuality = 100;
-constexpr std::array<double, 8> kPaletteTolerance = {0, 0, 7.2, 8.1, 9.0, 12.0, 16.2, 21.0};
+// Index 0 is level 1: the butteraugli max-norm each level allows.
+constexpr std::array<double, 8> kBound = {0.8, 1.0, 1.2, 1.35, 1.5, 2.0, 2.7, 3.5};
+// The sample's worst tile comes out below the whole image's worst spot now and then
+// (a spot no statistic pointed to); aiming this much lower keeps the whole image within.
+constexpr double kSampleMargin = 0.9;
+// Banding in a sky or on skin shows at distances that pass on foliage.
+constexpr double kSafetyFactor = 0.8;
+
+// Where each level's search starts, and the quality a level stands for where no search
+// runs (deciding whether a lossless rewrite of a JPEG input can win). mozjpeg's tables.
+constexpr std::array<int, 8> kJpegStart = {95, 92, 90, 88, 86, 80, 72, 62};
+constexpr std::array<int, 8> kWebpStart = {98, 96, 94, 92, 90, 84, 76, 66};
+constexpr std::array<int, 8> kAvifStart = {90, 86, 82, 78, 74, 66, 58, 50};
 constexpr std::array<double, 8> kGifFrameError = {0, 0, 1, 2, 3, 5, 8, 12};
 
-int level(const Options &o) { return o.reduceMode - 1; }
+int level(const Options &o) { return std::clamp(o.reduceMode, 1, 8) - 1; }
 
 } // namespace
 
-// Extra quality for smooth images under -jpegqualitysafety: banding in a sky shows at
-// settings that are invisible on foliage.
-constexpr int kSafetyBoost = 2;
+double levelBound(const Options &o) { return kBound[std::size_t(level(o))]; }
 
-int guarded(const Options &o, bool smooth, int quality, int ceiling)
+double searchTarget(const Options &o, bool smooth)
 {
-    if (o.qualitySafety && smooth && !o.quality)
-        return std::min(ceiling, quality + kSafetyBoost);
-    return quality;
+    const double target = levelBound(o) * kSampleMargin;
+    return o.qualitySafety && smooth ? target * kSafetyFactor : target;
 }
 
-JpegSettings jpegSettingsFor(const Options &o, bool smooth)
+JpegSettings jpegSettingsFor(const Options &o)
 {
     JpegSettings s;
     s.progressive = !o.baseline;
@@ -52,11 +44,7 @@ JpegSettings jpegSettingsFor(const Options &o, bool smooth)
         s.fullChroma = s.quality >= 90;
         return s;
     }
-    // Halved chroma smears saturated edges and sky gradients by more than any level's
-    // budget allows (max-norm 3 and more at every quality on a blue sky), so the levels
-    // always keep full chroma.
-    s.fullChroma = true;
-    s.quality = guarded(o, smooth, kJpegQuality[level(o)], 98);
+    s.quality = kJpegStart[std::size_t(level(o))];
     return s;
 }
 
@@ -80,39 +68,32 @@ PngSettings pngSettingsFor(const Options &o, int outputPixels)
     // content for 5-10 % of size: only small images get it.
     s.compression = outputPixels <= 1'000'000 ? 9 : outputPixels <= 4'000'000 ? 7 : 6;
     s.palette = !pngIsLossless(o);
-    s.quality = o.quality ? *o.quality : kPaletteQuality;
+    s.quality = o.quality ? *o.quality : 100;
     s.keep16Bit = !s.palette;
     return s;
 }
 
-double paletteToleranceFor(const Options &o) { return kPaletteTolerance[level(o)]; }
-
 GifSettings gifSettingsFor(const Options &o)
 {
     GifSettings s;
-    s.interframeMaxError = kGifFrameError[level(o)];
+    s.interframeMaxError = kGifFrameError[std::size_t(level(o))];
     return s;
 }
 
-WebpSettings webpSettingsFor(const Options &o, bool smooth)
+WebpSettings webpSettingsFor(const Options &o)
 {
     WebpSettings s;
-    if (o.quality) {
-        s.quality = *o.quality;
-        s.smartSubsample = s.quality >= 85;
-        return s;
-    }
-    s.lossless = o.reduceMode <= kWebpLosslessLevels;
-    s.quality = guarded(o, smooth, kWebpQuality[level(o)], 100);
-    s.smartSubsample = true; // sharper chroma edges for the same bytes
+    s.quality = o.quality ? *o.quality : kWebpStart[std::size_t(level(o))];
+    // Sharper chroma edges for the same bytes where quality is asked for.
+    s.smartSubsample = !o.quality || s.quality >= 85;
     return s;
 }
 
 AvifSettings avifSettingsFor(const Options &o, int outputPixels)
 {
     AvifSettings s;
-    s.quality = o.quality ? *o.quality : kAvifQuality[level(o)];
-    // As for JPEG: halved chroma alone breaks the budgets on saturated edges and skies.
+    s.quality = o.quality ? *o.quality : kAvifStart[std::size_t(level(o))];
+    // Halved chroma smears saturated edges and skies at any quality the levels ask for.
     s.fullChroma = !o.quality || s.quality >= 85;
     // Small images can afford a slower, better search; large ones must stay in seconds.
     s.effort = outputPixels <= 2'000'000 ? 3 : outputPixels <= 8'000'000 ? 2 : 1;

@@ -1,8 +1,6 @@
-// From the user's words (-reducemode, -quality, -jpegfixbaseline) to encoder settings.
-//
-// For now a fixed table per level; the per-image perceptual search replaces the table
-// lookups but keeps these signatures: it receives the same level and returns the same
-// settings records.
+// From the user's words (-reducemode, -quality, -jpegfixbaseline) to encoder settings:
+// -quality as it stands, and for the levels the bound the per-image search keeps to
+// (levelsearch.h) with the settings it starts from.
 #pragma once
 
 #include "encode.h"
@@ -10,22 +8,24 @@
 
 namespace dravik {
 
-// `smooth`: the image has large smooth or low-contrast areas (see analyse.h); with
-// -jpegqualitysafety on, those get a stricter budget.
-JpegSettings jpegSettingsFor(const Options &o, bool smooth);
+// The butteraugli distance the level allows. `smooth`: the image has large smooth or
+// low-contrast areas (see analyse.h); with -jpegqualitysafety on, those get a stricter one.
+double levelBound(const Options &o);
+// What the search aims at: the bound less the margin a sample's judgement needs to
+// hold on the whole image, tightened by the safety switch.
+double searchTarget(const Options &o, bool smooth);
+
+// With -quality, the settings it names; otherwise where the level's search starts.
+JpegSettings jpegSettingsFor(const Options &o);
 // The same settings at another quality (a size-limit search walks this).
 JpegSettings withJpegQuality(JpegSettings s, int quality);
 PngSettings pngSettingsFor(const Options &o, int outputPixels);
 GifSettings gifSettingsFor(const Options &o);
-WebpSettings webpSettingsFor(const Options &o, bool smooth);
+WebpSettings webpSettingsFor(const Options &o);
 AvifSettings avifSettingsFor(const Options &o, int outputPixels);
 
 // PNG at levels 1 and 2 (or -quality 100) stays lossless, so 16-bit survives there.
 bool pngIsLossless(const Options &o);
 
-// Largest colour difference (CIE dE76, after a slight blur that stands for viewing
-// distance) a palette PNG may show at this level before we keep the lossless one.
-// Not used with -quality, which takes the palette version as it comes.
-double paletteToleranceFor(const Options &o);
 
 } // namespace dravik

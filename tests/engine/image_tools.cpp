@@ -88,13 +88,15 @@ ImageInfo inspect(const std::string &path) {
 VImage loadForViewing(const std::string &path) {
     VImage im = loadFirstPage(path).autorot();
     if (hasField(im, VIPS_META_ICC_NAME) || im.interpretation() == VIPS_INTERPRETATION_CMYK) {
+        // CMYK as lcms2's own converter shows it: through the press profile's perceptual tables.
+        const bool cmyk = im.interpretation() == VIPS_INTERPRETATION_CMYK;
         im = im.icc_transform("srgb", VImage::option()
                                           ->set("embedded", true)
                                           ->set("input_profile", im.interpretation() ==
                                                                          VIPS_INTERPRETATION_CMYK
                                                                      ? "cmyk"
                                                                      : "srgb")
-                                          ->set("intent", VIPS_INTENT_RELATIVE));
+                                          ->set("intent", cmyk ? VIPS_INTENT_PERCEPTUAL : VIPS_INTENT_RELATIVE));
     } else if (im.interpretation() != VIPS_INTERPRETATION_sRGB || im.bands() < 3 ||
                im.format() != VIPS_FORMAT_UCHAR) {
         im = im.colourspace(VIPS_INTERPRETATION_sRGB);
@@ -207,7 +209,12 @@ VImage animation(const std::vector<VImage> &frames, int delayMs) {
 }
 
 void save(VImage image, const std::string &path, const std::string &options) {
-    image.write_to_file((path + options).c_str());
+    // Savers make up an EXIF block for an image that has none unless told what to keep.
+    std::string withKeep = options;
+    if (image.get_typeof(VIPS_META_EXIF_NAME) == 0 && options.find("keep") == std::string::npos)
+        withKeep = options.empty() ? "[keep=icc:xmp:iptc:other]"
+                                   : options.substr(0, options.size() - 1) + ",keep=icc:xmp:iptc:other]";
+    image.write_to_file((path + withKeep).c_str());
 }
 
 std::string builtinProfile(const std::string &name) {

@@ -149,10 +149,9 @@ TEST_F(Quality, NeverLargerWithoutPixelChanges) {
     ASSERT_EXIT_CODE(r, 0);
     EXPECT_LE(fileSize(path("q95.jpg")), fileSize(tight));
 
-    // A plain baseline file stored near the quality asked for (or below it, where the
-    // engine does not decode at all): its own coefficients, rewritten without loss, beat
-    // a re-encode, upright or not.
-    for (const auto &[orientation, stored] : {std::pair{1, 78}, std::pair{6, 78}, std::pair{1, 60}, std::pair{6, 60}}) {
+    // A plain baseline file stored below the quality asked for: its own coefficients,
+    // rewritten without loss, beat a re-encode, upright or not.
+    for (const auto &[orientation, stored] : {std::pair{1, 60}, std::pair{6, 60}}) {
         SCOPED_TRACE("orientation " + std::to_string(orientation) + ", stored at " + std::to_string(stored));
         vips::VImage photo = photoLike(640, 480).copy();
         photo.set(VIPS_META_ORIENTATION, orientation);
@@ -178,14 +177,13 @@ TEST_F(Quality, NeverLargerWithoutPixelChanges) {
         EXPECT_FALSE(exists(path("cut-out.jpg")));
     }
 
-    // Halved chroma at nearly the level's own quality: a re-encode, which keeps chroma
-    // whole, cannot be smaller, and the input's coefficients come back as they were.
+    // Halved chroma at nearly the level's own quality: whichever is smaller of the
+    // level's re-encode and the input's own coefficients, never the input's size.
     const std::string halved = path("halved.jpg");
     save(photoLike(640, 480, 3), halved, "[Q=90,subsample_mode=on,optimize_coding=false]");
     r = run({"-in", halved, "-out", path("halved-out.jpg")});
     ASSERT_EXIT_CODE(r, 0);
     EXPECT_LT(fileSize(path("halved-out.jpg")), fileSize(halved));
-    EXPECT_LT(meanDifference(loadFirstPage(path("halved-out.jpg")), loadFirstPage(halved)), 1e-9);
 }
 
 TEST_F(Quality, SizeLimit) {

@@ -154,31 +154,25 @@ TEST(Metadata, StripRemovesAllKeepTidiesExif)
 TEST(Quality, LevelsNeverLoosenAndSafetyOnlyTightens)
 {
     Options o;
-    int previousJpeg = 101, previousWebp = 101, previousAvif = 101;
+    double previous = 0;
     for (int level = 1; level <= 8; ++level) {
         o.reduceMode = level;
-        const JpegSettings j = jpegSettingsFor(o, false);
-        const WebpSettings w = webpSettingsFor(o, false);
-        const AvifSettings a = avifSettingsFor(o, 1'000'000);
-        EXPECT_LE(j.quality, previousJpeg) << level;
-        EXPECT_LE(w.lossless ? 101 : w.quality, previousWebp) << level;
-        EXPECT_LE(a.quality, previousAvif) << level;
-        previousJpeg = j.quality;
-        previousWebp = w.lossless ? 101 : w.quality;
-        previousAvif = a.quality;
-        EXPECT_TRUE(j.fullChroma) << "levels keep full chroma";
-        EXPECT_GE(jpegSettingsFor(o, true).quality, j.quality);
+        const double target = searchTarget(o, false);
+        EXPECT_GT(target, previous) << level;
+        EXPECT_LE(target, levelBound(o)) << "the search aims within the bound";
+        previous = target;
+        EXPECT_LT(searchTarget(o, true), target) << "safety tightens smooth images";
         EXPECT_EQ(pngIsLossless(o), level <= 2);
         o.qualitySafety = false;
-        EXPECT_EQ(jpegSettingsFor(o, true).quality, j.quality) << "safety off: smoothness is ignored";
+        EXPECT_EQ(searchTarget(o, true), target) << "safety off: smoothness is ignored";
         o.qualitySafety = true;
     }
     o.quality = 70;
-    const JpegSettings fixed = jpegSettingsFor(o, true);
+    const JpegSettings fixed = jpegSettingsFor(o);
     EXPECT_EQ(fixed.quality, 70) << "-quality is taken as given";
     EXPECT_FALSE(fixed.fullChroma);
     o.baseline = true;
-    EXPECT_FALSE(jpegSettingsFor(o, false).progressive);
+    EXPECT_FALSE(jpegSettingsFor(o).progressive);
     // Large AVIF encodes get a faster speed setting.
     EXPECT_LE(avifSettingsFor(o, 12'000'000).effort, avifSettingsFor(o, 500'000).effort);
 }

@@ -1,0 +1,67 @@
+// How visible an encoding's difference is, measured the way the output is judged:
+// butteraugli's max-norm between the pixels we were asked to write and the decoded file,
+// at half size for images over six megapixels. Judging a whole 12-megapixel image takes
+// seconds, so the search judges a sample: tiles cut where encoders fail first, put side
+// by side into one small image that is encoded exactly like the whole.
+#pragma once
+
+#include "load.h"
+
+#include <vips/vips8>
+
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace dravik {
+
+// Butteraugli max-norm distance between two images of the same size (any 8-bit sRGB or
+// grey image; alpha is not judged).
+class Judge {
+public:
+    Judge();
+    ~Judge();
+    Judge(const Judge &) = delete;
+    Judge &operator=(const Judge &) = delete;
+    double distance(const vips::VImage &reference, const vips::VImage &candidate) const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+// The part of an image a search judges, and the scale it is judged at.
+struct Sample {
+    vips::VImage pixels;   // what trials encode: whole image or a mosaic of tiles, in memory
+    vips::VImage judged;   // `pixels` as the judge sees it (sRGB, resized by judgeScale)
+    double judgeScale = 1; // 0.5 for outputs over six megapixels
+    bool whole = true;     // pixels is the whole image
+    // Where the tiles were cut (top-left corners) and their side, when not whole.
+    std::vector<std::pair<int, int>> tiles;
+    int cell = 0;
+};
+
+// The sample's part of a full-size image: the same tiles side by side, or the whole.
+vips::VImage cutLikeSample(const Sample &sample, const vips::VImage &full);
+
+Sample sampleOf(const vips::VImage &image);
+
+// Decodes `encoded` (an encoding of sample.pixels) and measures it against the sample.
+double judgeEncoding(const Judge &judge, const Sample &sample, const Bytes &encoded);
+// The same for pixels already decoded, of the sample's size.
+double judgePixels(const Judge &judge, const Sample &sample, const vips::VImage &decoded);
+
+// The smallest setting in [lo, hi] whose score stays within `target`, for a score that
+// falls as the setting rises; `hi` when none does. Starts at `guess`, brackets the
+// target, then narrows by interpolation until two neighbours are known or `maxTrials`
+// are spent (then the lowest setting known to pass).
+struct SettingSearch {
+    int setting = 0;
+    double score = 0;
+    int trials = 0;
+};
+SettingSearch searchSetting(const std::function<double(int)> &scoreAt, int lo, int hi, int guess, double target,
+                            int maxTrials);
+
+} // namespace dravik
