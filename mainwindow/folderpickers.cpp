@@ -150,5 +150,4 @@ QString StampFileFilter()
     return Tr("スタンプファイル (*.png *.webp *.avif *.gif);;PNGファイル (*.png);;WebPファイル (*.webp);;"
               "AVIFファイル (*.avif);;GIFファイル (*.gif);;すべてのファイル (*.*)");
 }
-QString StampBrowseTip() { return Tr("ファイルを参照..."); }
 } // namespace PickerText

@@ -60,5 +60,4 @@ QString CancelButton();
 QString BrowseEntry();
 QString OpenInFileManagerEntry();
 QString StampFileFilter();
-QString StampBrowseTip();
 } // namespace PickerText
