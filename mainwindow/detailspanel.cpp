@@ -8,7 +8,6 @@
 #include "mainwindow/tabtemplate.h"
 #include "ui_tabtemplate.h"
 
-#include <QApplication>
 #include <QLayout>
 
 void MainWindow::DetailedOpenClose(bool forceOpen)
@@ -39,7 +38,14 @@ void MainWindow::ShowDetailsArea(bool open)
     for (const PageEntry& entry : pageEntries) {
         entry.form->ui->listWidget->setVisible(open);
         entry.form->ui->stackedWidget->setVisible(open);
+        // Pages that are not on screen keep their cached size hints until told they changed.
+        entry.form->updateGeometry();
+        entry.page->updateGeometry();
     }
+    ui->tabWidget->updateGeometry();
+    centralWidget()->updateGeometry();
+    for (QLayout* each : findChildren<QLayout*>())
+        each->invalidate();
 }
 
 void MainWindow::MeasureDetailsHeights()
@@ -51,8 +57,6 @@ void MainWindow::MeasureDetailsHeights()
     }
     const auto naturalHeight = [this](bool open) {
         ShowDetailsArea(open);
-        QApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-        layout()->activate();
         return qMax(sizeHint().height(), minimumSizeHint().height());
     };
     collapsedHeight = naturalHeight(false);

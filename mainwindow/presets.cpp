@@ -3,27 +3,25 @@
 #include "mainwindow/mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "mainwindow/folderpickers.h"
 #include "mainwindow/operationmarker.h"
 #include "mainwindow/tabtemplate.h"
 #include "settings/settingsstore.h"
 #include "validation/warningbox.h"
 
 #include <QDebug>
-#include <QDir>
 #include <QFileDialog>
-#include <QStandardPaths>
 
 namespace {
 
 const QString kPresetSuffix = QStringLiteral("dkpage");
 
-// The user's desktop, where both preset dialogs open.
+// Both preset dialogs open at the default start folder.
 QString PresetDialogFolder()
 {
-    QString folder = QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
-    if (!folder.isEmpty() && !folder.endsWith(QLatin1Char('/')))
-        folder += QLatin1Char('/');
-    return QDir::toNativeSeparators(folder);
+    QString folder;
+    GetFileDialogOpenDir(folder);
+    return folder;
 }
 
 } // namespace

@@ -24,12 +24,16 @@
 class ModalScript : public QObject
 {
 public:
-    ModalScript()
+    // The newest script answers; an older one still in scope waits until the newer one goes.
+    ModalScript() : previous(Newest())
     {
+        Newest() = this;
         timer.setInterval(20);
         connect(&timer, &QTimer::timeout, this, [this] { Poll(); });
         timer.start();
     }
+
+    ~ModalScript() override { Newest() = previous; }
 
     // A message box: record its text and buttons, press the button.
     ModalScript& Box(QMessageBox::StandardButton button = QMessageBox::Ok)
@@ -41,7 +45,13 @@ public:
             texts.append(box->text());
             for (QAbstractButton* b : box->buttons())
                 buttonTexts.append(b->text());
-            box->button(button)->click();
+            // The standard warning box has one button of its own making.
+            QAbstractButton* chosen = box->button(button);
+            if (!chosen && box->buttons().size() == 1)
+                chosen = box->buttons().first();
+            if (!chosen)
+                return false;
+            chosen->click();
             return true;
         });
     }
@@ -114,6 +124,15 @@ public:
     }
 
     bool Done() const { return steps.isEmpty() && unexpected == 0; }
+    // For a failed Done(): what was seen and what is left.
+    QByteArray Report() const
+    {
+        return QStringLiteral("seen %1; unexpected windows %2; answers left %3")
+            .arg(texts.join(QStringLiteral(" | ")))
+            .arg(unexpected)
+            .arg(steps.size())
+            .toUtf8();
+    }
 
     QStringList texts;       // each window's text (a box's message, a name dialog's text, a file dialog's title)
     QStringList buttonTexts; // every button of every box and name dialog, in order
@@ -127,8 +146,16 @@ private:
         return *this;
     }
 
+    static ModalScript*& Newest()
+    {
+        static ModalScript* newest = nullptr;
+        return newest;
+    }
+
     void Poll()
     {
+        if (Newest() != this)
+            return;
         QWidget* window = QApplication::activePopupWidget();
         if (!window)
             window = QApplication::activeModalWidget();
@@ -150,6 +177,7 @@ private:
     }
 
     QList<Step> steps;
+    ModalScript* previous = nullptr;
     QPointer<QWidget> handled;
     QTimer timer;
 };
