@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMenu>
@@ -116,7 +117,13 @@ public:
             if (path.isEmpty()) {
                 dialog->reject();
             } else {
-                dialog->selectFile(path);
+                // Typed into the name box, as a user would: selecting a file that does not exist yet
+                // is not taken from a path.
+                dialog->setDirectory(QFileInfo(path).absolutePath());
+                auto* nameBox = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+                if (!nameBox)
+                    return false;
+                nameBox->setText(QFileInfo(path).fileName());
                 static_cast<QDialog*>(dialog)->accept();
             }
             return true;

@@ -171,6 +171,8 @@ void TestMainWindow::init()
 {
     dataHome = std::make_unique<QTemporaryDir>();
     QVERIFY(dataHome->isValid());
+    // The file dialogs must be widgets the test can answer.
+    QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
     qputenv("XDG_DATA_HOME", dataHome->path().toLocal8Bit());
 }
 
