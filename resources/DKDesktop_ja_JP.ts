@@ -366,6 +366,11 @@ please rename</source>
 </source>
         <translation type="unfinished"></translation>
     </message>
+    <!-- Page presets. -->
+    <message>
+        <source>ページ設定ファイルとして読み込めませんでした。</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TabTemplate</name>
