@@ -3,6 +3,7 @@
 #include "mainwindow/folderpickers.h"
 #include "mainwindow/pagerules.h"
 #include "pipeline/commandline.h"
+#include "settings/settingsstore.h"
 #include "ui_tabtemplate.h"
 #include "validation/pathrules.h"
 #include "validation/validationtext.h"
@@ -112,6 +113,7 @@ void TabTemplate::TabSetUp()
     ui->inputLineEdit->lineEdit()->setMaxLength(PageLimits::kFolderPathMaxLength);
     ui->outputLineEdit->lineEdit()->setMaxLength(PageLimits::kFolderPathMaxLength);
     ui->lineEdit_2->lineEdit()->setMaxLength(kStampFileMaxLength);
+    SetPositionButtonStyle();
     for (QGroupBox* group : {ui->balance, ui->sizeAdjustment, ui->Special, ui->resize})
         SetTitleColour(group, true);
     on_outputFormatComboBox_currentIndexChanged(ui->outputFormatComboBox->currentIndex());
@@ -180,9 +182,13 @@ void TabTemplate::Initialization()
 // Checkable group boxes enable and disable their children when their check state changes, so
 // each group is set before the rules that enable its children, and the resize group is held
 // checked while its mode is applied.
-void TabTemplate::LoadPageToForm(const PageSettingsRecord& record)
+void TabTemplate::LoadPageToForm(const PageSettingsRecord& stored)
 {
     LogMarker marker("LoadPageToForm");
+    // A combo box given an index past its items shows nothing and would save -1; values from
+    // elsewhere are brought into range first, as the settings file's reader does.
+    PageSettingsRecord record = stored;
+    SettingsStore::ValidatePageData(record);
     ui->inputLineEdit->setEditText(record.generalInputDir);
     ui->outputLineEdit->setEditText(record.generalOutputDir);
     ui->subFolderCheckBox->setChecked(record.generalSubFolder);
