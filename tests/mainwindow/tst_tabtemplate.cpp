@@ -11,6 +11,8 @@
 
 #include <QDesktopServices>
 #include <QDir>
+#include <QFile>
+#include <QFileDialog>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
@@ -90,6 +92,7 @@ private slots:
     void refusalShowsItsControl();
     void buttonsAskTheWindow();
     void folderMenuOpensInTheFileManager();
+    void stampDialogStartsNearTheBoxText();
 
 private:
     std::unique_ptr<TabTemplate> form;
@@ -362,6 +365,34 @@ void TestTabTemplate::folderMenuOpensInTheFileManager()
     QCOMPARE(closer.buttonTexts.size(), 2);
     QCOMPARE(catcher.opened.size(), 1);
     QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+}
+
+void TestTabTemplate::stampDialogStartsNearTheBoxText()
+{
+    QTemporaryDir temp;
+    QVERIFY(QDir(temp.path()).mkpath(QStringLiteral("logos")));
+    const QString logos = temp.filePath(QStringLiteral("logos"));
+    QFile mark(logos + QStringLiteral("/mark.png"));
+    QVERIFY(mark.open(QIODevice::WriteOnly));
+    QString startedIn;
+    QTimer::singleShot(100, this, [&] {
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (dialog == nullptr)
+            return;
+        startedIn = dialog->directory().absolutePath();
+        // Typed as a user would: the dialog lists its folder in the background.
+        if (auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")))
+            name->setText(QStringLiteral("mark.png"));
+        static_cast<QDialog*>(dialog)->accept();
+        if (dialog->isVisible())
+            dialog->reject();
+    });
+    ui->listWidget->setCurrentRow(4);
+    QTest::keyClick(ui->groupBox_3, Qt::Key_Space);
+    ui->lineEdit_2->setEditText(logos + QStringLiteral("/missing/mark.png"));
+    QTest::mouseClick(ui->pushButton_11, Qt::LeftButton);
+    QCOMPARE(startedIn, logos);
+    QCOMPARE(ui->lineEdit_2->currentText(), QDir::toNativeSeparators(logos + QStringLiteral("/mark.png")));
 }
 
 QTEST_MAIN(TestTabTemplate)
