@@ -75,6 +75,12 @@ bool TabTemplate::DarkTheme()
 void TabTemplate::TabSetUp()
 {
     LogMarker marker("TabSetUp");
+    ConnectControls();
+    StyleControls();
+}
+
+void TabTemplate::ConnectControls()
+{
     connect(ui->reducemodeSlider, &QSlider::valueChanged, this, &TabTemplate::ReducedModeValueChanged);
     for (DK_TextCombox* box : {ui->inputLineEdit, ui->outputLineEdit})
         connect(box, &DK_TextCombox::singalMimeDataUrls, this, &TabTemplate::slotMimeDataUrls);
@@ -85,8 +91,7 @@ void TabTemplate::TabSetUp()
     connect(ui->addOptionCheckBox, &QCheckBox::clicked, this, &TabTemplate::on_addOptionCheckBox_clicked);
     connect(ui->outputFormatComboBox, &QComboBox::currentIndexChanged, this,
             &TabTemplate::on_outputFormatComboBox_currentIndexChanged);
-    const QList<QRadioButton*> radios{ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton,
-                                      ui->magnificationRadioButton, ui->imageFitRadioButton};
+    const QList<QRadioButton*> radios = ResizeRadios();
     for (int mode = 0; mode < radios.size(); ++mode)
         connect(radios[mode], &QRadioButton::clicked, this, [this, mode] { SetRadioButton(mode); });
     connect(ui->imageFitComboBox, &QComboBox::currentIndexChanged, this,
@@ -107,7 +112,10 @@ void TabTemplate::TabSetUp()
         connect(button, &QPushButton::clicked, this, &TabTemplate::slotStampPosClicked);
     connect(ui->pushButton_11, &QPushButton::clicked, this, &TabTemplate::slotStampFileSelect);
     connect(ui->listWidget, &QListWidget::currentRowChanged, ui->stackedWidget, &QStackedWidget::setCurrentIndex);
+}
 
+void TabTemplate::StyleControls()
+{
     ui->DetailedButton->setShortcut(QKeySequence(Qt::ALT | Qt::Key_V));
     ui->DetailedButton->setToolTip(tr("Alt+V_win"));
     ui->inputLineEdit->lineEdit()->setMaxLength(PageLimits::kFolderPathMaxLength);
@@ -137,6 +145,12 @@ void TabTemplate::SetTitleColour(QWidget* groupBox, bool enabled)
 {
     groupBox->setStyleSheet(
         PageRules::TitleStyleSheet(PageRules::TitleColourName(darkTheme, enabled, QApplication::palette())));
+}
+
+QList<QRadioButton*> TabTemplate::ResizeRadios() const
+{
+    return {ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton, ui->magnificationRadioButton,
+            ui->imageFitRadioButton};
 }
 
 QList<QPushButton*> TabTemplate::PositionButtons() const
@@ -189,6 +203,15 @@ void TabTemplate::LoadPageToForm(const PageSettingsRecord& stored)
     // elsewhere are brought into range first, as the settings file's reader does.
     PageSettingsRecord record = stored;
     SettingsStore::ValidatePageData(record);
+    LoadGeneral(record);
+    LoadJpegSizeAndFormat(record);
+    LoadSpecial(record);
+    LoadResize(record);
+    LoadSuffixAndStamp(record);
+}
+
+void TabTemplate::LoadGeneral(const PageSettingsRecord& record)
+{
     ui->inputLineEdit->setEditText(record.generalInputDir);
     ui->outputLineEdit->setEditText(record.generalOutputDir);
     ui->subFolderCheckBox->setChecked(record.generalSubFolder);
@@ -198,14 +221,20 @@ void TabTemplate::LoadPageToForm(const PageSettingsRecord& stored)
     ui->optMarkWriteCheckBox->setChecked(record.generalOptMarkWritee);
     ui->reducemodeSlider->setValue(record.balanceReducemode);
     ReducedModeValueChanged(ui->reducemodeSlider->value());
+}
 
+void TabTemplate::LoadJpegSizeAndFormat(const PageSettingsRecord& record)
+{
     ui->sizeAdjustment->setChecked(record.jpegFileSizeGroup);
     ui->sizeAdjustmentLimitSpinBox->setValue(record.jpegUpperLimit);
     ui->imageQualityMaintenanceCheckBox->setChecked(record.jpegMaintainImageQual);
     on_sizeAdjustment_clicked(ui->sizeAdjustment->isChecked());
     ui->outputFormatComboBox->setCurrentIndex(record.generalOutputFormat);
     on_outputFormatComboBox_currentIndexChanged(ui->outputFormatComboBox->currentIndex());
+}
 
+void TabTemplate::LoadSpecial(const PageSettingsRecord& record)
+{
     ui->createLogFileCheckBox->setChecked(record.uniqueLogFile);
     ui->baseLineJPEGCheckBox->setChecked(record.uniqueBaseLineJPEG);
     ui->imageSuppressionCheckBox->setChecked(record.uniqueImageSuppression);
@@ -213,7 +242,10 @@ void TabTemplate::LoadPageToForm(const PageSettingsRecord& stored)
     ui->addOptionCheckBox->setChecked(record.uniqueAddOption);
     ui->addOptionLineEdit->setText(record.uniqueAddOptionStr);
     SetEnabledSpecialGroupBox(true);
+}
 
+void TabTemplate::LoadResize(const PageSettingsRecord& record)
+{
     ui->resize->setChecked(true);
     ui->widthSpinBox->setValue(record.resizeWidth);
     ui->heightSpinBox->setValue(record.resizeHeight);
@@ -222,15 +254,16 @@ void TabTemplate::LoadPageToForm(const PageSettingsRecord& stored)
     ui->imageFitComboBox->setCurrentIndex(record.resizeImageFit);
     ui->notExpandCheckBox->setChecked(record.resizeSmallImage);
     ui->resizeMethodComboBox->setCurrentIndex(record.resizeForm);
+    SetRadioButton(record.resizeRadio);
+    ui->resize->setChecked(record.resizeGroup);
+}
 
+void TabTemplate::LoadSuffixAndStamp(const PageSettingsRecord& record)
+{
     ui->groupBox_2->setChecked(record.useSuffix);
     ui->lineEdit->setText(record.suffix);
     slotSuffixChanged();
     qDebug() << "load" << record.useSuffix << record.suffix;
-
-    SetRadioButton(record.resizeRadio);
-    ui->resize->setChecked(record.resizeGroup);
-
     ui->groupBox_3->setChecked(record.stampGroup);
     ui->lineEdit_2->setEditText(record.stampFile);
     slotStampOpaqueChanged(record.stampOpaque);
@@ -257,9 +290,17 @@ void TabTemplate::SavePageFromForm(PageSettingsRecord& record) const
     record.uniqueICC = ui->iccComboBox->currentIndex();
     record.uniqueAddOption = ui->addOptionCheckBox->isChecked();
     record.uniqueAddOptionStr = ui->addOptionLineEdit->text();
+    SaveResize(record);
+    record.useSuffix = ui->groupBox_2->isChecked();
+    record.suffix = ui->lineEdit->text();
+    SaveStamp(record);
+}
+
+void TabTemplate::SaveResize(PageSettingsRecord& record) const
+{
     record.resizeGroup = ui->resize->isChecked();
-    const QList<const QRadioButton*> radios{ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton,
-                                            ui->magnificationRadioButton, ui->imageFitRadioButton};
+    // Radio buttons can all be unchecked (mode 0) or, set from code, several checked (the last wins).
+    const QList<QRadioButton*> radios = ResizeRadios();
     record.resizeRadio = 0;
     for (int mode = 0; mode < radios.size(); ++mode) {
         if (radios[mode]->isChecked())
@@ -272,8 +313,10 @@ void TabTemplate::SavePageFromForm(PageSettingsRecord& record) const
     record.resizeImageFit = ui->imageFitComboBox->currentIndex();
     record.resizeSmallImage = ui->notExpandCheckBox->isChecked();
     record.resizeForm = ui->resizeMethodComboBox->currentIndex();
-    record.useSuffix = ui->groupBox_2->isChecked();
-    record.suffix = ui->lineEdit->text();
+}
+
+void TabTemplate::SaveStamp(PageSettingsRecord& record) const
+{
     record.stampGroup = ui->groupBox_3->isChecked();
     record.stampFile = ui->lineEdit_2->currentText();
     record.stampOpaque = ui->spinBox_3->value();
@@ -351,8 +394,7 @@ void TabTemplate::SetRadioButton(int mode)
         qDebug() << "error";
         return;
     }
-    const QList<QRadioButton*> radios{ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton,
-                                      ui->magnificationRadioButton, ui->imageFitRadioButton};
+    const QList<QRadioButton*> radios = ResizeRadios();
     for (int i = 0; i < radios.size(); ++i)
         radios[i]->setChecked(i == mode);
     ui->widthLabel->setEnabled(fields->width);
