@@ -161,7 +161,7 @@ QList<QPushButton*> TabTemplate::PositionButtons() const
 
 void TabTemplate::SetPositionButtonStyle()
 {
-    const QString sheet = PageRules::PositionButtonStyleSheet();
+    const QString sheet = PageRules::PositionButtonStyleSheet(darkTheme);
     for (QPushButton* button : PositionButtons())
         button->setStyleSheet(sheet);
 }
