@@ -65,9 +65,11 @@ QString TitleStyleSheet(const QString& colourName)
     return QStringLiteral("QGroupBox::title{ color: ") + colourName + QStringLiteral(" }");
 }
 
-QString PositionButtonStyleSheet()
+QString PositionButtonStyleSheet(bool darkTheme)
 {
-    return QStringLiteral(
+    static const QString lightFace = QStringLiteral(
+        "QPushButton{\tbackground-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 1,\t\tstop: 0 #9a9a9a, stop: 0.7 #6e6e6e);}");
+    return (darkTheme ? QString() : lightFace) + QStringLiteral(
         "QPushButton{\tcolor: white;\tmargin: 0;\tpadding: 0;\tborder: 1px solid #333333;\tborder-radius: 3px;"
         "\tmin-width: 40px;\tmin-height: 40px;\tmax-width: 40px;\tmax-height: 40px;}"
         "QPushButton:checked{\tbackground-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 1,"

@@ -42,8 +42,10 @@ QString SampleOutputName(bool useSuffix, const QString& suffix);
 QString TitleColourName(bool darkTheme, bool enabled, const QPalette& palette);
 QString TitleStyleSheet(const QString& colourName);
 
-// The look of the nine stamp position buttons: square, with a dark gradient for the chosen one.
-QString PositionButtonStyleSheet();
+// The look of the nine stamp position buttons: square, white labels, a dark gradient for the
+// chosen one. The light theme has no button face of its own to put white labels on, so there
+// they get the dark theme's grey.
+QString PositionButtonStyleSheet(bool darkTheme);
 
 // The grid position (0 top-left … 8 bottom-right) of a stamp position word; an unknown word
 // counts as the centre.

@@ -3,6 +3,7 @@
 #include "mainwindow/folderpickers.h"
 #include "mainwindow/pagerules.h"
 #include "pipeline/commandline.h"
+#include "settings/settingsstore.h"
 #include "ui_tabtemplate.h"
 #include "validation/pathrules.h"
 #include "validation/validationtext.h"
@@ -74,6 +75,12 @@ bool TabTemplate::DarkTheme()
 void TabTemplate::TabSetUp()
 {
     LogMarker marker("TabSetUp");
+    ConnectControls();
+    StyleControls();
+}
+
+void TabTemplate::ConnectControls()
+{
     connect(ui->reducemodeSlider, &QSlider::valueChanged, this, &TabTemplate::ReducedModeValueChanged);
     for (DK_TextCombox* box : {ui->inputLineEdit, ui->outputLineEdit})
         connect(box, &DK_TextCombox::singalMimeDataUrls, this, &TabTemplate::slotMimeDataUrls);
@@ -84,8 +91,7 @@ void TabTemplate::TabSetUp()
     connect(ui->addOptionCheckBox, &QCheckBox::clicked, this, &TabTemplate::on_addOptionCheckBox_clicked);
     connect(ui->outputFormatComboBox, &QComboBox::currentIndexChanged, this,
             &TabTemplate::on_outputFormatComboBox_currentIndexChanged);
-    const QList<QRadioButton*> radios{ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton,
-                                      ui->magnificationRadioButton, ui->imageFitRadioButton};
+    const QList<QRadioButton*> radios = ResizeRadios();
     for (int mode = 0; mode < radios.size(); ++mode)
         connect(radios[mode], &QRadioButton::clicked, this, [this, mode] { SetRadioButton(mode); });
     connect(ui->imageFitComboBox, &QComboBox::currentIndexChanged, this,
@@ -106,12 +112,16 @@ void TabTemplate::TabSetUp()
         connect(button, &QPushButton::clicked, this, &TabTemplate::slotStampPosClicked);
     connect(ui->pushButton_11, &QPushButton::clicked, this, &TabTemplate::slotStampFileSelect);
     connect(ui->listWidget, &QListWidget::currentRowChanged, ui->stackedWidget, &QStackedWidget::setCurrentIndex);
+}
 
+void TabTemplate::StyleControls()
+{
     ui->DetailedButton->setShortcut(QKeySequence(Qt::ALT | Qt::Key_V));
     ui->DetailedButton->setToolTip(tr("Alt+V_win"));
     ui->inputLineEdit->lineEdit()->setMaxLength(PageLimits::kFolderPathMaxLength);
     ui->outputLineEdit->lineEdit()->setMaxLength(PageLimits::kFolderPathMaxLength);
     ui->lineEdit_2->lineEdit()->setMaxLength(kStampFileMaxLength);
+    SetPositionButtonStyle();
     for (QGroupBox* group : {ui->balance, ui->sizeAdjustment, ui->Special, ui->resize})
         SetTitleColour(group, true);
     on_outputFormatComboBox_currentIndexChanged(ui->outputFormatComboBox->currentIndex());
@@ -137,6 +147,12 @@ void TabTemplate::SetTitleColour(QWidget* groupBox, bool enabled)
         PageRules::TitleStyleSheet(PageRules::TitleColourName(darkTheme, enabled, QApplication::palette())));
 }
 
+QList<QRadioButton*> TabTemplate::ResizeRadios() const
+{
+    return {ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton, ui->magnificationRadioButton,
+            ui->imageFitRadioButton};
+}
+
 QList<QPushButton*> TabTemplate::PositionButtons() const
 {
     return {ui->pushButton_2, ui->pushButton_3, ui->pushButton_4, ui->pushButton_5, ui->pushButton_6,
@@ -145,7 +161,7 @@ QList<QPushButton*> TabTemplate::PositionButtons() const
 
 void TabTemplate::SetPositionButtonStyle()
 {
-    const QString sheet = PageRules::PositionButtonStyleSheet();
+    const QString sheet = PageRules::PositionButtonStyleSheet(darkTheme);
     for (QPushButton* button : PositionButtons())
         button->setStyleSheet(sheet);
 }
@@ -180,9 +196,22 @@ void TabTemplate::Initialization()
 // Checkable group boxes enable and disable their children when their check state changes, so
 // each group is set before the rules that enable its children, and the resize group is held
 // checked while its mode is applied.
-void TabTemplate::LoadPageToForm(const PageSettingsRecord& record)
+void TabTemplate::LoadPageToForm(const PageSettingsRecord& stored)
 {
     LogMarker marker("LoadPageToForm");
+    // A combo box given an index past its items shows nothing and would save -1; values from
+    // elsewhere are brought into range first, as the settings file's reader does.
+    PageSettingsRecord record = stored;
+    SettingsStore::ValidatePageData(record);
+    LoadGeneral(record);
+    LoadJpegSizeAndFormat(record);
+    LoadSpecial(record);
+    LoadResize(record);
+    LoadSuffixAndStamp(record);
+}
+
+void TabTemplate::LoadGeneral(const PageSettingsRecord& record)
+{
     ui->inputLineEdit->setEditText(record.generalInputDir);
     ui->outputLineEdit->setEditText(record.generalOutputDir);
     ui->subFolderCheckBox->setChecked(record.generalSubFolder);
@@ -192,14 +221,20 @@ void TabTemplate::LoadPageToForm(const PageSettingsRecord& record)
     ui->optMarkWriteCheckBox->setChecked(record.generalOptMarkWritee);
     ui->reducemodeSlider->setValue(record.balanceReducemode);
     ReducedModeValueChanged(ui->reducemodeSlider->value());
+}
 
+void TabTemplate::LoadJpegSizeAndFormat(const PageSettingsRecord& record)
+{
     ui->sizeAdjustment->setChecked(record.jpegFileSizeGroup);
     ui->sizeAdjustmentLimitSpinBox->setValue(record.jpegUpperLimit);
     ui->imageQualityMaintenanceCheckBox->setChecked(record.jpegMaintainImageQual);
     on_sizeAdjustment_clicked(ui->sizeAdjustment->isChecked());
     ui->outputFormatComboBox->setCurrentIndex(record.generalOutputFormat);
     on_outputFormatComboBox_currentIndexChanged(ui->outputFormatComboBox->currentIndex());
+}
 
+void TabTemplate::LoadSpecial(const PageSettingsRecord& record)
+{
     ui->createLogFileCheckBox->setChecked(record.uniqueLogFile);
     ui->baseLineJPEGCheckBox->setChecked(record.uniqueBaseLineJPEG);
     ui->imageSuppressionCheckBox->setChecked(record.uniqueImageSuppression);
@@ -207,7 +242,10 @@ void TabTemplate::LoadPageToForm(const PageSettingsRecord& record)
     ui->addOptionCheckBox->setChecked(record.uniqueAddOption);
     ui->addOptionLineEdit->setText(record.uniqueAddOptionStr);
     SetEnabledSpecialGroupBox(true);
+}
 
+void TabTemplate::LoadResize(const PageSettingsRecord& record)
+{
     ui->resize->setChecked(true);
     ui->widthSpinBox->setValue(record.resizeWidth);
     ui->heightSpinBox->setValue(record.resizeHeight);
@@ -216,15 +254,16 @@ void TabTemplate::LoadPageToForm(const PageSettingsRecord& record)
     ui->imageFitComboBox->setCurrentIndex(record.resizeImageFit);
     ui->notExpandCheckBox->setChecked(record.resizeSmallImage);
     ui->resizeMethodComboBox->setCurrentIndex(record.resizeForm);
+    SetRadioButton(record.resizeRadio);
+    ui->resize->setChecked(record.resizeGroup);
+}
 
+void TabTemplate::LoadSuffixAndStamp(const PageSettingsRecord& record)
+{
     ui->groupBox_2->setChecked(record.useSuffix);
     ui->lineEdit->setText(record.suffix);
     slotSuffixChanged();
     qDebug() << "load" << record.useSuffix << record.suffix;
-
-    SetRadioButton(record.resizeRadio);
-    ui->resize->setChecked(record.resizeGroup);
-
     ui->groupBox_3->setChecked(record.stampGroup);
     ui->lineEdit_2->setEditText(record.stampFile);
     slotStampOpaqueChanged(record.stampOpaque);
@@ -251,9 +290,17 @@ void TabTemplate::SavePageFromForm(PageSettingsRecord& record) const
     record.uniqueICC = ui->iccComboBox->currentIndex();
     record.uniqueAddOption = ui->addOptionCheckBox->isChecked();
     record.uniqueAddOptionStr = ui->addOptionLineEdit->text();
+    SaveResize(record);
+    record.useSuffix = ui->groupBox_2->isChecked();
+    record.suffix = ui->lineEdit->text();
+    SaveStamp(record);
+}
+
+void TabTemplate::SaveResize(PageSettingsRecord& record) const
+{
     record.resizeGroup = ui->resize->isChecked();
-    const QList<const QRadioButton*> radios{ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton,
-                                            ui->magnificationRadioButton, ui->imageFitRadioButton};
+    // Radio buttons can all be unchecked (mode 0) or, set from code, several checked (the last wins).
+    const QList<QRadioButton*> radios = ResizeRadios();
     record.resizeRadio = 0;
     for (int mode = 0; mode < radios.size(); ++mode) {
         if (radios[mode]->isChecked())
@@ -266,8 +313,10 @@ void TabTemplate::SavePageFromForm(PageSettingsRecord& record) const
     record.resizeImageFit = ui->imageFitComboBox->currentIndex();
     record.resizeSmallImage = ui->notExpandCheckBox->isChecked();
     record.resizeForm = ui->resizeMethodComboBox->currentIndex();
-    record.useSuffix = ui->groupBox_2->isChecked();
-    record.suffix = ui->lineEdit->text();
+}
+
+void TabTemplate::SaveStamp(PageSettingsRecord& record) const
+{
     record.stampGroup = ui->groupBox_3->isChecked();
     record.stampFile = ui->lineEdit_2->currentText();
     record.stampOpaque = ui->spinBox_3->value();
@@ -345,8 +394,7 @@ void TabTemplate::SetRadioButton(int mode)
         qDebug() << "error";
         return;
     }
-    const QList<QRadioButton*> radios{ui->widthRadioButton, ui->heightRadioButton, ui->longSideRadioButton,
-                                      ui->magnificationRadioButton, ui->imageFitRadioButton};
+    const QList<QRadioButton*> radios = ResizeRadios();
     for (int i = 0; i < radios.size(); ++i)
         radios[i]->setChecked(i == mode);
     ui->widthLabel->setEnabled(fields->width);

@@ -16,8 +16,8 @@ class TabTemplate;
 }
 
 class DK_TextCombox;
-class QComboBox;
 class QPushButton;
+class QRadioButton;
 struct OptionRefusal;
 
 class TabTemplate : public QWidget
@@ -88,6 +88,16 @@ signals:
 
 private:
     void TabSetUp();
+    void ConnectControls();
+    void StyleControls();
+    void LoadGeneral(const PageSettingsRecord& record);
+    void LoadJpegSizeAndFormat(const PageSettingsRecord& record);
+    void LoadSpecial(const PageSettingsRecord& record);
+    void LoadResize(const PageSettingsRecord& record);
+    void LoadSuffixAndStamp(const PageSettingsRecord& record);
+    void SaveResize(PageSettingsRecord& record) const;
+    void SaveStamp(PageSettingsRecord& record) const;
+    QList<QRadioButton*> ResizeRadios() const;
     void SetTitleColour(QWidget* groupBox, bool enabled);
     void SetPositionButtonStyle();
     QList<QPushButton*> PositionButtons() const;

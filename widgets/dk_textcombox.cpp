@@ -1,10 +1,10 @@
 #include "widgets/dk_textcombox.h"
 
+#include <QChildEvent>
 #include <QDebug>
 #include <QDragEnterEvent>
 #include <QDragMoveEvent>
 #include <QDropEvent>
-#include <QChildEvent>
 #include <QMimeData>
 
 DK_TextCombox::DK_TextCombox(QWidget* parent)

@@ -22,14 +22,13 @@ public:
     void SetDropEnabled(bool on) { isDrop = on; }
     bool IsDropEnabled() const { return isDrop; }
 
+    void showPopup() override;
+
 signals:
     // The name is connected to by name elsewhere; keep its spelling.
     void singalMimeDataUrls(DK_TextCombox* pLineEdit, const QList<QUrl>& urls);
     // The item list is about to be shown: the moment to bring it up to date.
     void popupAboutToShow();
-
-public:
-    void showPopup() override;
 
 protected:
     bool event(QEvent* event) override;
