@@ -3,6 +3,7 @@
 // and the next start restores. Every test points the settings folder at a fresh temporary data
 // location and answers the window's dialogs through real widgets.
 
+#include "app/startup.h"
 #include "mainwindow/autostart.h"
 #include "mainwindow/mainwindow.h"
 #include "mainwindow/runhistories.h"
@@ -30,6 +31,8 @@
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTranslator>
+#include <QScopeGuard>
 
 #include <memory>
 
@@ -412,6 +415,16 @@ void TestMainWindow::duplicateFollowsItsSourceWithEverySetting()
 
 void TestMainWindow::detailsPanelSwitchesBetweenTwoHeights()
 {
+    // The widths depend on the texts and the font, so the window shows them as the user sees them.
+    const QFont testFont = QApplication::font();
+    QApplication::setFont(ApplicationFont());
+    QTranslator japanese;
+    QVERIFY(japanese.load(QStringLiteral(":/translation/DKDesktop_ja_JP.qm")));
+    QCoreApplication::installTranslator(&japanese);
+    const auto restore = qScopeGuard([&] {
+        QCoreApplication::removeTranslator(&japanese);
+        QApplication::setFont(testFont);
+    });
     MainWindow window;
     window.StartingUpInitialization();
     window.show();
