@@ -12,7 +12,6 @@
 #include "mainwindow/tabtemplate.h"
 #include "pipeline/runrecords.h"
 #include "settings/settingsstore.h"
-#include "tests/mainwindow/modalcloser.h"
 #include "tests/mainwindow/modalscript.h"
 #include "widgets/dk_tabwidget.h"
 
@@ -319,7 +318,7 @@ void TestMainWindow::namesAreAskedUntilAcceptable()
     QCOMPARE(add.texts.at(2), QStringLiteral("This name is already registered.\nPage name : New Page"));
     QVERIFY(add.buttonTexts.contains(QStringLiteral("追加")) && add.buttonTexts.contains(QStringLiteral("キャンセル")));
 
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -372,7 +371,7 @@ void TestMainWindow::pagesStopAtTenAndNeverAtZero()
     QCOMPARE(last.texts.last(), QStringLiteral("Can't delete all pages"));
     QCOMPARE(tabs->count(), 1);
 
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -409,7 +408,7 @@ void TestMainWindow::duplicateFollowsItsSourceWithEverySetting()
     QCOMPARE(FormControl<QComboBox>(copy, "inputLineEdit")->count(), FormControl<QComboBox>(window.GetPageForm(1), "inputLineEdit")->count());
     QVERIFY(window.IsBatchMode());
 
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -456,7 +455,7 @@ void TestMainWindow::detailsPanelSwitchesBetweenTwoHeights()
     QTRY_VERIFY(!window.DetailsOpen());
     checkState(false);
 
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -501,7 +500,7 @@ void TestMainWindow::refusedOptionsSendTheUserToTheControl()
     QCOMPARE(script.texts, QStringList{"スタンプファイルが見つかりません。"});
     QVERIFY(!window.SetDefaultOptionForPage(7, QString(), QString(), &option, &control));
 
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -569,7 +568,7 @@ void TestMainWindow::presetsRoundTripAndWrongFilesChangeNothing()
         QCOMPARE(RecordAt(window, 2), expected);
     }
 
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -598,7 +597,7 @@ void TestMainWindow::windowShowsTheStoredPages()
     QCOMPARE(record.tabName, QStringLiteral("page2"));
     QVERIFY(!window.PageRecordAt(3, record));
     QVERIFY(!window.PageRecordAt(-1, record));
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -643,7 +642,7 @@ void TestMainWindow::runButtonIgnoresReentry()
     QCOMPARE(window.Histories().outputHistory, QStringList{"/out/x/"});
     QCOMPARE(window.Histories().stampHistory, QStringList{"/stamp/x.png"});
 
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -736,7 +735,7 @@ void TestMainWindow::closingAndStartingAgainRestoresEverything()
         tabs->tabBar()->moveTab(0, 2);
         tabs->setCurrentIndex(1);
         window.DetailedOpenClose();
-        ModalCloser closer;
+        ModalScript closer;
         QVERIFY(window.close());
         QVERIFY(closer.texts.isEmpty());
     }
@@ -766,7 +765,7 @@ void TestMainWindow::closingAndStartingAgainRestoresEverything()
     QVERIFY(window.DetailsOpen());
     QCOMPARE(window.height(), window.ExpandedHeight());
     QCOMPARE(FormControl<QComboBox>(window.GetPageForm(1), "inputLineEdit")->itemText(0), QStringLiteral("/i1/"));
-    ModalCloser closer;
+    ModalScript closer;
     window.close();
 }
 
@@ -782,10 +781,10 @@ void TestMainWindow::closingReportsEveryFailedWrite()
     window.StartingUpInitialization();
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
-    ModalCloser closer;
+    ModalScript closer;
+    closer.Box().Box().Box();
     QVERIFY(window.close());
     QCOMPARE(closer.texts, QStringList(3, QStringLiteral("データの保存に失敗しました。")));
-    QCOMPARE(closer.titles.value(0), QStringLiteral("Dravik for Desktop"));
     QVERIFY(!window.isVisible());
 }
 
@@ -798,7 +797,8 @@ void TestMainWindow::themeSwitchAsksWritesAndRestarts()
     QVERIFY(QTest::qWaitForWindowExposed(&window));
 
     {
-        ModalCloser cancel(QMessageBox::Cancel);
+        ModalScript cancel;
+        cancel.Box(QMessageBox::Cancel);
         window.SwitchTheme();
         QCOMPARE(cancel.texts.size(), 1);
         QVERIFY(cancel.texts.first().startsWith(QStringLiteral("Dravik for Desktop のテーマを変更します。\n\n")));
@@ -814,7 +814,8 @@ void TestMainWindow::themeSwitchAsksWritesAndRestarts()
         QFile blocker(SettingsFolder());
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.close();
-        ModalCloser accept(QMessageBox::Ok);
+        ModalScript accept;
+        accept.Box().Box();
         window.SwitchTheme();
         QCOMPARE(accept.texts.size(), 2);
         QCOMPARE(accept.texts.at(1), QStringLiteral("データの保存に失敗しました。"));
@@ -826,7 +827,8 @@ void TestMainWindow::themeSwitchAsksWritesAndRestarts()
     // Accepted: the opposite flag is stored, the window closes through its close handling
     // (which keeps the new flag) and asks for a restart.
     {
-        ModalCloser accept(QMessageBox::Ok);
+        ModalScript accept;
+        accept.Box();
         window.SwitchTheme();
         QCOMPARE(accept.texts.size(), 1);
     }
@@ -842,7 +844,8 @@ void TestMainWindow::versionQueryWithoutEngineSaysSo()
 {
     // Test programs run from a folder without an engine.
     MainWindow window;
-    ModalCloser closer;
+    ModalScript closer;
+    closer.Box();
     QCOMPARE(window.GetEngineVersion(), QString());
     QCOMPARE(closer.texts, QStringList{"The program required for processing could not be found."});
 }
