@@ -127,6 +127,9 @@ void MainWindow::UpdateHistoriesAfterRun()
         tabs.append(folders);
     }
     PushRunFolders(histories, tabs, ui->tabWidget->currentIndex());
+    // The other pages take the new lists when they become current.
+    if (TabTemplate* form = GetPageForm(ui->tabWidget->currentIndex()))
+        form->RefreshHistoryCombos(histories);
 }
 
 void MainWindow::on_runPushButton_clicked()

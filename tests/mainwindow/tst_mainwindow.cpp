@@ -641,6 +641,7 @@ void TestMainWindow::runButtonIgnoresReentry()
     QCOMPARE(window.Histories().inputHistory, QStringList{"/in/x/"});
     QCOMPARE(window.Histories().outputHistory, QStringList{"/out/x/"});
     QCOMPARE(window.Histories().stampHistory, QStringList{"/stamp/x.png"});
+    QCOMPARE(FormControl<QComboBox>(window.GetPageForm(0), "outputLineEdit")->itemText(0), QStringLiteral("/out/x/"));
 
     ModalScript closer;
     window.close();
