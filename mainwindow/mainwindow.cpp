@@ -3,17 +3,19 @@
 
 #include "mainwindow/autostart.h"
 #include "mainwindow/manualpage.h"
+#include "mainwindow/operationmarker.h"
+#include "mainwindow/tabtemplate.h"
 #include "mainwindow/runhistories.h"
 #include "mainwindow/screenfit.h"
 #include "pipeline/enginelocator.h"
 #include "settings/settingsstore.h"
 #include "validation/warningbox.h"
+#include "widgets/dk_tabwidget.h"
 
 #include <QAction>
 #include <QCloseEvent>
 #include <QDebug>
 #include <QGuiApplication>
-#include <QIcon>
 #include <QKeySequence>
 #include <QMenu>
 #include <QMessageBox>
@@ -21,31 +23,13 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QShowEvent>
-#include <QTabBar>
 
 namespace {
 
 const QString kTitle = QStringLiteral("Dravik for Desktop");
-const QString kLampLit = QStringLiteral(":/global/lamp01_a.png");
-const QString kLampUnlit = QStringLiteral(":/global/lamp00_a.png");
-constexpr QSize kLampSize(20, 20);
 constexpr QSize kSmallButtonSize(90, 25);
 constexpr QSize kBatchButtonSize(110, 36);
 constexpr QSize kRunButtonSize(170, 42);
-
-// Every operation marks its entry and exit in the debug log.
-class LogMarker
-{
-public:
-    explicit LogMarker(const char* name) : name(name)
-    {
-        qDebug().noquote() << QStringLiteral("==========%1 S==========").arg(QLatin1String(name));
-    }
-    ~LogMarker() { qDebug().noquote() << QStringLiteral("==========%1 E==========").arg(QLatin1String(name)); }
-
-private:
-    const char* name;
-};
 
 const char* const kMenuButtonStyle =
     "QPushButton{\tcolor: white;\tmargin: 0;\tpadding: 0;\tborder: 1px solid #333333;\tborder-radius: 3px;"
@@ -64,10 +48,11 @@ const char* const kMenuButtonStyle =
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
 {
-    LogMarker marker("MainWindow");
+    OperationMarker marker("MainWindow");
     ui = new Ui::MainWindow;
     ui->setupUi(this);
     setFixedWidth(width());
+    connect(ui->tabWidget, &DK_TabWidget::tabBarRightClicked, this, &MainWindow::on_RightClickedTabBar);
     // Until the first show knows the page editor's size, both heights are the form's.
     expandedHeight = collapsedHeight = height();
 
@@ -113,115 +98,21 @@ void MainWindow::CreateMenuActions()
 
 void MainWindow::StartingUpInitialization()
 {
-    LogMarker marker("StartingUpInitialization");
+    OperationMarker marker("StartingUpInitialization");
     ReadSaveData();
-}
-
-void MainWindow::ReadSaveData()
-{
-    LogMarker marker("ReadSaveData");
-    QList<PageSettingsRecord> pages;
-    SettingsStore().ReadPageSettings(pages);
-    for (int i = 0; i < pages.size(); ++i) {
-        PageSettingsRecord record = pages.at(i);
-        SettingsStore::ValidatePageData(record);
-        CreateTab(i - 1, record.tabName, record.checked, record);
-    }
-}
-
-void MainWindow::CreateTab(int index, const QString& name, bool checked, const PageSettingsRecord& record)
-{
-    LogMarker marker("CreateTab");
-    auto* page = new QWidget;
-    page->setAccessibleName(QStringLiteral("tabpage"));
-
-    tabBar->setUsesScrollButtons(false);
-    tabBar->setElideMode(Qt::ElideRight);
-
-    const int at = ui->tabWidget->insertTab(index + 1, page, name);
-    ui->tabWidget->setTabToolTip(at, name);
-    pageEntries.append(PageEntry{page, record});
-    tabBar->setTabData(at, checked);
-    ui->tabWidget->setCurrentIndex(at);
-    UpdateLampIcons();
-}
-
-const MainWindow::PageEntry* MainWindow::PageEntryAt(int tabIndex) const
-{
-    if (tabIndex < 0 || tabIndex >= pageEntries.size())
-        return nullptr;
-    QWidget* shown = ui->tabWidget->widget(tabIndex);
     for (const PageEntry& entry : pageEntries)
-        if (entry.page == shown)
-            return &entry;
-    return nullptr;
+        entry.form->ShowDetailsState(detailsOpen);
 }
 
-bool MainWindow::TabChecked(int tabIndex) const
+void MainWindow::SetDarkTheme(bool dark)
 {
-    return tabBar && tabBar->tabData(tabIndex).toBool();
-}
-
-bool MainWindow::PageRecordAt(int tabIndex, PageSettingsRecord& record) const
-{
-    const PageEntry* entry = PageEntryAt(tabIndex);
-    if (!entry)
-        return false;
-    record = entry->record;
-    record.tabName = ui->tabWidget->tabText(tabIndex);
-    record.checked = TabChecked(tabIndex);
-    return true;
-}
-
-bool MainWindow::IsBatchMode() const
-{
-    const int count = ui->tabWidget->count();
-    for (int i = 0; i < count; ++i)
-        if (TabChecked(i))
-            return true;
-    return false;
-}
-
-void MainWindow::UpdateLampIcons()
-{
-    if (!tabBar)
-        return;
-    const bool batch = IsBatchMode();
-    const int current = ui->tabWidget->currentIndex();
-    const QIcon lit(kLampLit);
-    const QIcon unlit(kLampUnlit);
-    for (int i = 0; i < ui->tabWidget->count(); ++i) {
-        const bool on = batch ? TabChecked(i) : i == current;
-        ui->tabWidget->setTabIcon(i, on ? lit : unlit);
-    }
-    ui->tabWidget->setIconSize(kLampSize);
-    ui->pushButtonBatch->setIcon(batch ? lit : unlit);
-    ui->pushButtonBatch->setIconSize(kLampSize);
-}
-
-QList<QPair<QString, bool>> MainWindow::BatchPages() const
-{
-    QList<QPair<QString, bool>> pages;
-    for (int i = 0; i < ui->tabWidget->count(); ++i)
-        pages.append({ui->tabWidget->tabText(i), TabChecked(i)});
-    return pages;
-}
-
-bool MainWindow::ApplyBatchSelection(const QList<QPair<QString, bool>>& pages)
-{
-    if (pages.size() != ui->tabWidget->count()) {
-        qCritical() << "data size wrong";
-        return false;
-    }
-    for (int i = 0; i < pages.size(); ++i)
-        tabBar->setTabData(i, pages.at(i).second);
-    UpdateLampIcons();
-    return true;
+    darkTheme = dark;
+    TabTemplate::SetDarkTheme(dark);
 }
 
 void MainWindow::UpdateHistoriesAfterRun()
 {
-    LogMarker marker("UpdateHistoriesAfterRun");
+    OperationMarker marker("UpdateHistoriesAfterRun");
     QList<RunPageFolders> tabs;
     for (int i = 0; i < ui->tabWidget->count(); ++i) {
         RunPageFolders folders;
@@ -236,11 +127,14 @@ void MainWindow::UpdateHistoriesAfterRun()
         tabs.append(folders);
     }
     PushRunFolders(histories, tabs, ui->tabWidget->currentIndex());
+    // The other pages take the new lists when they become current.
+    if (TabTemplate* form = GetPageForm(ui->tabWidget->currentIndex()))
+        form->RefreshHistoryCombos(histories);
 }
 
 void MainWindow::on_runPushButton_clicked()
 {
-    LogMarker marker("on_runPushButton_clicked");
+    OperationMarker marker("on_runPushButton_clicked");
     // The run waits in modal dialogs whose event loops still deliver Alt+R and queued
     // auto-starts; those must not start a second run inside the first.
     if (runBusy) {
@@ -260,7 +154,7 @@ void MainWindow::on_runPushButton_clicked()
 
 void MainWindow::on_explainNotePushButton_clicked()
 {
-    LogMarker marker("on_explainNotePushButton_clicked");
+    OperationMarker marker("on_explainNotePushButton_clicked");
     if (OpenManualPage())
         return;
     QMessageBox box(QMessageBox::Warning, kTitle, tr("説明書を開くことができませんでした。"), QMessageBox::Ok);
@@ -269,21 +163,13 @@ void MainWindow::on_explainNotePushButton_clicked()
 
 void MainWindow::on_ClosePushButton_clicked()
 {
-    LogMarker marker("on_ClosePushButton_clicked");
+    OperationMarker marker("on_ClosePushButton_clicked");
     close();
-}
-
-void MainWindow::on_tabWidget_currentChanged(int index)
-{
-    Q_UNUSED(index);
-    if (!ui)
-        return;
-    UpdateLampIcons();
 }
 
 void MainWindow::on_pushButtonBatch_clicked()
 {
-    LogMarker marker("on_pushButtonBatch_clicked");
+    OperationMarker marker("on_pushButtonBatch_clicked");
     // The selection dialog is not built into this program yet; the flags it would hand back go
     // through ApplyBatchSelection.
     qDebug() << "the batch selection dialog is not built into this program yet: nothing changed";
@@ -291,7 +177,7 @@ void MainWindow::on_pushButtonBatch_clicked()
 
 void MainWindow::on_pushButtonMenu_clicked()
 {
-    LogMarker marker("on_pushButtonMenu_clicked");
+    OperationMarker marker("on_pushButtonMenu_clicked");
     QMenu menu(this);
     menu.addAction(themeAction);
     menu.addAction(aboutAction);
@@ -303,7 +189,7 @@ void MainWindow::on_pushButtonMenu_clicked()
 
 QString MainWindow::GetEngineVersion()
 {
-    LogMarker marker("GetEngineVersion");
+    OperationMarker marker("GetEngineVersion");
     if (versionQueryRunning)
         return QString();
     QString path;
@@ -321,7 +207,7 @@ QString MainWindow::GetEngineVersion()
 
 void MainWindow::proc_errorOccurred(QProcess::ProcessError error, int exitCode)
 {
-    LogMarker marker("proc_errorOccurred");
+    OperationMarker marker("proc_errorOccurred");
     // Stop waiting first: the box below runs its own event loop.
     versionQueryRunning = false;
     if (versionQuery)
@@ -331,7 +217,7 @@ void MainWindow::proc_errorOccurred(QProcess::ProcessError error, int exitCode)
 
 void MainWindow::SwitchTheme()
 {
-    LogMarker marker("SwitchTheme");
+    OperationMarker marker("SwitchTheme");
     const QString dark = tr("「ダークモード」");
     const QString system = tr("「OSの設定」");
     const QString question = kTitle + tr(" のテーマを変更します。\n") + QLatin1Char('\n') + tr("現在のテーマは")
@@ -366,7 +252,7 @@ void MainWindow::showEvent(QShowEvent* event)
 
 void MainWindow::FirstShow()
 {
-    LogMarker marker("FirstShow");
+    OperationMarker marker("FirstShow");
     // The dark sheet gives push buttons its own minimum, which would undercut the form's sizes;
     // the style is polished by now, so these stick.
     ui->explainNotePushButton->setFixedSize(kSmallButtonSize);
@@ -380,14 +266,12 @@ void MainWindow::FirstShow()
             move(position.windowPosX, position.windowPosY);
     }
 
-    // The heights come from the first page's editor; without one they keep the form's height.
-    qCritical() << "ttui is nullptr";
+    MeasureDetailsHeights();
 
     GeneralSettingsRecord settings;
     const bool read = store.ReadGeneralSettings(settings);
-    detailsOpen = read && settings.isDetailedOpen;
-    setFixedHeight(detailsOpen ? expandedHeight : collapsedHeight);
     ui->tabWidget->setCurrentIndex(read ? settings.lastSelectTab : 0);
+    ApplyDetailsState(read && settings.isDetailedOpen);
     isMovedRecent = read && settings.isMovedRecent;
 
     QList<QRect> geometries;
@@ -403,7 +287,7 @@ void MainWindow::FirstShow()
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    LogMarker marker("closeEvent");
+    OperationMarker marker("closeEvent");
     WriteAllSettings();
     event->accept();
 }

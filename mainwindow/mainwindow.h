@@ -5,9 +5,11 @@
 
 #include <QList>
 #include <QMainWindow>
+#include <QMessageBox>
 #include <QPair>
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 
@@ -21,6 +23,9 @@ class QPushButton;
 class QShowEvent;
 class QTabBar;
 class EngineVersionQuery;
+class TabTemplate;
+struct DefaultOption;
+struct ProcessControl;
 
 class MainWindow : public QMainWindow
 {
@@ -54,7 +59,8 @@ public:
     void SetHistories(const RecentFolders& lists) { histories = lists; }
 
     bool DarkTheme() const { return darkTheme; }
-    void SetDarkTheme(bool dark) { darkTheme = dark; }
+    // Also tells the page forms built from now on which title colours to use.
+    void SetDarkTheme(bool dark);
 
     // The run itself is plugged in here: it returns true after a successful run. Until one is
     // set, the run button only logs that there is nothing to run.
@@ -66,10 +72,36 @@ public:
     // event loop has ended and this instance has given up its single-instance name.
     bool RestartRequested() const { return restartRequested; }
 
-    // The page shown at a tab index: its stored settings as they stand now, named by the tab's
-    // text and flagged by the tab's check flag. False when no page entry holds that tab.
+    // The editor form of the page shown at a tab index; nullptr when no page entry holds that tab.
+    TabTemplate* GetPageForm(int tabIndex) const;
+    // The page shown at a tab index as its form holds it now, named by the tab's text and
+    // flagged by the tab's check flag. False when no page entry holds that tab.
     bool PageRecordAt(int tabIndex, PageSettingsRecord& record) const;
+    // Shows a record in the page at a tab index, its check flag included (the tab's name is left
+    // as it is). False when no page entry holds that tab.
+    bool LoadPageToForm(int tabIndex, const PageSettingsRecord& record);
+    // Resets the page at a tab index to the default record (check flag off, name kept).
+    void Initialization(int tabIndex);
 
+    // The option checks of a run on the page at a tab index, read from its form. On a refusal
+    // the tab becomes current, the details panel opens at the refused row (when there is one),
+    // the form focuses the control and shows the standard warning box, and false comes back.
+    bool SetDefaultOptionForPage(int tabIndex, const QString& inputDir, const QString& outputDir,
+                                 DefaultOption* option, ProcessControl* control);
+    // Makes the tab current and puts the focus in its input or output folder box.
+    void FocusFolderField(int tabIndex, bool output);
+
+    // Asks for a page name until it is acceptable or the user cancels. The names of every tab,
+    // but the one at index when excludeSelf, are taken. name is replaced only on acceptance.
+    bool PageNameDialog(QString& name, int index, bool excludeSelf, const QString& okText,
+                        const QString& cancelText);
+
+    // Plain members, not slots: no widget of the window's own form carries these names, so the
+    // form's connection by name must not look for them.
+    void on_RightClickedTabBar(int index);   // opens the tab bar's context menu at the pointer
+    void on_pushButton_clicked();            // the page's reset button: asks, then resets it
+
+    bool DetailsOpen() const { return detailsOpen; }
     // The frame heights with the details panel open and closed. They start at the form's height
     // and the first show computes them from the first page's editor.
     int ExpandedHeight() const { return expandedHeight; }
@@ -89,24 +121,45 @@ public slots:
     void proc_errorOccurred(QProcess::ProcessError error, int exitCode);
     void SwitchTheme();
 
+    // Page tabs: the commands of the tab bar's context menu, which act on contextTabIndex.
+    void AddTab();
+    void DuplicateTab();
+    void RenameTab();
+    void RemoveTab();
+
+    void DetailedOpenClose(bool forceOpen = false);
+
+    // Page presets of the current tab.
+    void ExportPresetData();
+    void ImportPresetData();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
 
 private:
-    // One page tab: its widget and the settings it holds. Entries are found by widget, so a tab
+    // One page tab: its widget and its editor form. Entries are found by widget, so a tab
     // dragged to another place keeps its page.
     struct PageEntry
     {
         QWidget* page = nullptr;
-        PageSettingsRecord record;
+        TabTemplate* form = nullptr;
     };
 
     void CreateMenuActions();
     void ReadSaveData();
-    void CreateTab(int index, const QString& name, bool checked, const PageSettingsRecord& record);
-    const PageEntry* PageEntryAt(int tabIndex) const;
+    // A new page with the default record as tab index + 1, made current.
+    TabTemplate* CreateTab(int index, const QString& name, bool checked);
+    void ConnectPageForm(TabTemplate* form);
+    bool IsValidTabIndex(int index) const;
+    bool RoomForAnotherPage();
     bool TabChecked(int tabIndex) const;
+    void SetTabName(int tabIndex, const QString& name);
+    QStringList TabNames(int exceptIndex) const;
+    bool AskYesNo(const QString& question, QMessageBox::Icon icon);
+    void MeasureDetailsHeights();
+    void ShowDetailsArea(bool open);
+    void ApplyDetailsState(bool open);
     void FirstShow();
     void WriteAllSettings();
 

@@ -366,6 +366,11 @@ please rename</source>
 </source>
         <translation type="unfinished"></translation>
     </message>
+    <!-- Page presets. -->
+    <message>
+        <source>ページ設定ファイルとして読み込めませんでした。</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TabTemplate</name>
@@ -758,6 +763,47 @@ please rename</source>
     <message>
         <source>*AVIFも同様の処理になります。</source>
         <translation type="unfinished"></translation>
+    </message>
+    <!-- Folder pickers, drops and the stamp file dialog of the page editor. -->
+    <message>
+        <source>フォルダーを参照(&amp;B)...</source>
+        <translation>フォルダーを参照(&amp;B)...</translation>
+    </message>
+    <message>
+        <source>エクスプローラーで開く(&amp;O)</source>
+        <translation>エクスプローラーで開く(&amp;O)</translation>
+    </message>
+    <message>
+        <source>パスが長すぎる可能性があります。
+短いパスに変更して再実行するか、またはより短いパス名の場所に移動して試してください。</source>
+        <translation>パスが長すぎる可能性があります。
+短いパスに変更して再実行するか、またはより短いパス名の場所に移動して試してください。</translation>
+    </message>
+    <message>
+        <source>フォルダー1つだけをドロップしてください。</source>
+        <translation>フォルダー1つだけをドロップしてください。</translation>
+    </message>
+    <message>
+        <source>not a folder.</source>
+        <translation>フォルダーではありませんでした。</translation>
+    </message>
+    <message>
+        <source>フォルダーが存在しません。
+デスクトップを表示します。</source>
+        <translation>フォルダーが存在しません。
+デスクトップを表示します。</translation>
+    </message>
+    <message>
+        <source>開く(&amp;O)</source>
+        <translation>開く(&amp;O)</translation>
+    </message>
+    <message>
+        <source>キャンセル</source>
+        <translation>キャンセル</translation>
+    </message>
+    <message>
+        <source>スタンプファイル (*.png *.webp *.avif *.gif);;PNGファイル (*.png);;WebPファイル (*.webp);;AVIFファイル (*.avif);;GIFファイル (*.gif);;すべてのファイル (*.*)</source>
+        <translation>スタンプファイル (*.png *.webp *.avif *.gif);;PNGファイル (*.png);;WebPファイル (*.webp);;AVIFファイル (*.avif);;GIFファイル (*.gif);;すべてのファイル (*.*)</translation>
     </message>
 </context>
 <context>

@@ -38,7 +38,7 @@ const GeneralBoolField kGeneralBoolFields[] = {
 
 // Reads a whole settings file as one JSON object. False only when the file cannot be opened;
 // content that is not JSON, or whose top level is not an object, reads as an empty object.
-bool ReadObjectFile(const QString &path, QJsonObject &object)
+bool ReadObjectFile(const QString &path, QJsonObject &object, bool *isObject = nullptr)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -49,6 +49,8 @@ bool ReadObjectFile(const QString &path, QJsonObject &object)
         content.remove(0, 3);
     const QJsonDocument document = QJsonDocument::fromJson(content);
     object = document.isObject() ? document.object() : QJsonObject();
+    if (isObject)
+        *isObject = document.isObject();
     return true;
 }
 
@@ -330,14 +332,18 @@ bool SettingsStore::WritePageFile(const PageSettingsRecord &record, const QStrin
     return WriteObjectFile(path, object);
 }
 
-bool SettingsStore::ReadPageFile(PageSettingsRecord &record, const QString &path) const
+SettingsStore::PageFileRead SettingsStore::ReadPageFile(PageSettingsRecord &record,
+                                                       const QString &path) const
 {
     if (path.isEmpty())
-        return false;
+        return PageFileRead::CannotOpen;
     QJsonObject object;
-    if (!ReadObjectFile(path, object))
-        return false;
+    bool isObject = false;
+    if (!ReadObjectFile(path, object, &isObject))
+        return PageFileRead::CannotOpen;
+    if (!isObject)
+        return PageFileRead::NotAPageFile;
     ReadPageJson(record, object);
     ValidatePageData(record);
-    return true;
+    return PageFileRead::Read;
 }

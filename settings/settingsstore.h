@@ -55,7 +55,11 @@ public:
     // an array; any other value there could only give empty lists.
     bool MoveRecentFromPageSettings(int lastSelectTab) const;
 
-    // Page preset files: one page object per file.
+    // Page preset files: one page object per file, written like the settings files.
+    enum class PageFileRead { Read, CannotOpen, NotAPageFile };
     bool WritePageFile(const PageSettingsRecord &record, const QString &path) const;
-    bool ReadPageFile(PageSettingsRecord &record, const QString &path) const;
+    // Read: the record holds the file's page, validated. A file that cannot be opened, or whose
+    // content is not a JSON object, leaves the record untouched: an import must never turn a
+    // wrong file into a wiped page.
+    PageFileRead ReadPageFile(PageSettingsRecord &record, const QString &path) const;
 };

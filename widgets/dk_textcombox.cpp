@@ -1,5 +1,6 @@
 #include "widgets/dk_textcombox.h"
 
+#include <QChildEvent>
 #include <QDebug>
 #include <QDragEnterEvent>
 #include <QDragMoveEvent>
@@ -10,6 +11,46 @@ DK_TextCombox::DK_TextCombox(QWidget* parent)
     : QComboBox(parent)
 {
     setAcceptDrops(true);
+}
+
+void DK_TextCombox::showPopup()
+{
+    emit popupAboutToShow();
+    QComboBox::showPopup();
+}
+
+bool DK_TextCombox::event(QEvent* event)
+{
+    // The line edit of an editable box is a child that accepts drops on its own; every child's
+    // drag events are taken here before it sees them.
+    if (event->type() == QEvent::ChildAdded) {
+        QObject* child = static_cast<QChildEvent*>(event)->child();
+        if (child->isWidgetType())
+            child->installEventFilter(this);
+    }
+    return QComboBox::event(event);
+}
+
+bool DK_TextCombox::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched->parent() == this) {
+        switch (event->type()) {
+        case QEvent::DragEnter:
+            dragEnterEvent(static_cast<QDragEnterEvent*>(event));
+            return true;
+        case QEvent::DragMove:
+            dragMoveEvent(static_cast<QDragMoveEvent*>(event));
+            return true;
+        case QEvent::DragLeave:
+            return true;
+        case QEvent::Drop:
+            dropEvent(static_cast<QDropEvent*>(event));
+            return true;
+        default:
+            break;
+        }
+    }
+    return QComboBox::eventFilter(watched, event);
 }
 
 void DK_TextCombox::AcceptDrag(QDropEvent* event)

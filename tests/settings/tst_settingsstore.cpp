@@ -394,23 +394,35 @@ void TestSettingsStore::presetFiles()
     record.stampOffsetX = -40;
     record.stampPosition = QStringLiteral("bottomleft");
     QVERIFY(store.WritePageFile(record, preset));
+    using Read = SettingsStore::PageFileRead;
     PageSettingsRecord back;
     back.tabName = QStringLiteral("other");
-    QVERIFY(store.ReadPageFile(back, preset));
+    QCOMPARE(store.ReadPageFile(back, preset), Read::Read);
     QVERIFY(back == record);
 
-    // No path, or a file that cannot be opened: false and the record untouched.
+    // No path, a file that cannot be opened, or content that is no page object: the record is
+    // untouched, and only the last is told apart (the import says so; the others end quietly).
     QVERIFY(!store.WritePageFile(record, QString()));
-    QVERIFY(!store.ReadPageFile(back, m_data->path() + QStringLiteral("/missing.dkpage")));
     QVERIFY(!store.WritePageFile(record, m_data->path() + QStringLiteral("/no/such/folder/x.dkpage")));
-    QVERIFY(back == record);
+    const struct { QString path; QByteArray content; Read expected; } refused[] = {
+        {QString(), {}, Read::CannotOpen},
+        {m_data->path() + QStringLiteral("/missing.dkpage"), {}, Read::CannotOpen},
+        {preset, QByteArray("\xFF\xD8\xFF\xE0\0\x10JFIF\0", 11), Read::NotAPageFile},
+        {preset, QByteArray("{\"tabName\": \"half"), Read::NotAPageFile},
+        {preset, QByteArray("[{\"tabName\": \"x\"}]"), Read::NotAPageFile},
+        {preset, QByteArray("\"page\""), Read::NotAPageFile},
+    };
+    for (const auto &entry : refused) {
+        if (!entry.content.isEmpty())
+            QVERIFY(WriteBytes(entry.path, entry.content));
+        QCOMPARE(store.ReadPageFile(back, entry.path), entry.expected);
+        QVERIFY(back == record);
+    }
 
-    // A file of another kind reads as the default page; hand-written values are validated.
-    QVERIFY(WriteBytes(preset, QByteArray("\xFF\xD8\xFF\xE0\0\x10JFIF\0", 11)));
-    QVERIFY(store.ReadPageFile(back, preset));
-    QVERIFY(back == PageSettingsRecord());
-    QVERIFY(WriteObject(preset, QJsonObject{{"resizeWidth", 0}, {"tabName", QString(40, QLatin1Char('n'))}}));
-    QVERIFY(store.ReadPageFile(back, preset));
+    // Hand-written values are validated.
+    QVERIFY(WriteObject(preset, QJsonObject{{"resizeWidth", 0},
+                                            {"tabName", QString(40, QLatin1Char('n'))}}));
+    QCOMPARE(store.ReadPageFile(back, preset), Read::Read);
     QCOMPARE(back.resizeWidth, 1000);
     QCOMPARE(back.tabName, QString(32, QLatin1Char('n')));
 }
