@@ -153,6 +153,9 @@ void ProgressBarDialog::SetWholeElapsedTime(int hh, int mm, int ss)
 
 void ProgressBarDialog::SetFractionSlot(const int value)
 {
+    // Disconnecting does not recall updates already queued by workers before the end.
+    if (finished)
+        return;
     ui->progressBar->setValue(value);
     ui->fileNowCountLabel->setText(QString::number(value));
 }
