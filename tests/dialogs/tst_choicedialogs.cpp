@@ -7,13 +7,11 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QClipboard>
-#include <QLabel>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QStyle>
 #include <QTest>
-#include <QTextBrowser>
 #include <QTextEdit>
 #include <QTimer>
 

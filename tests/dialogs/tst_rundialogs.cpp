@@ -101,15 +101,18 @@ private slots:
         QCoreApplication::processEvents();
         QVERIFY(dialog->isVisible());
 
+        // Through the interfaces, as the search and the processor call them.
+        ProcessMonitor* processor = &progress;
+        SearchMonitor* searcher = &search;
         std::unique_ptr<QThread> worker(QThread::create([&] {
-            progress.SetProgress(30);
-            progress.SetInputFileName(QStringLiteral("C:\\in\\a.jpg"));
-            emit progress.SetFraction(3);
+            processor->SetProgress(30);
+            processor->SetInputFileName(QStringLiteral("C:\\in\\a.jpg"));
+            processor->SetFraction(3);
             if (marquee)
-                emit search.ProgressDone();
+                searcher->ProgressDone();
             else
-                emit progress.ProgressEnd();
-            emit progress.SetFraction(9);
+                processor->ProgressEnd();
+            processor->SetFraction(9);
         }));
         QTimer::singleShot(0, [&] { worker->start(); });
         QCOMPARE(dialog->exec(), int(QDialog::Accepted));
