@@ -12,6 +12,7 @@
 #include <QTimer>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 
 class TestRunDialogs : public QObject
@@ -55,9 +56,12 @@ private slots:
         }));
         QString question;
         bool heldWhileOpen = false;
-        QTimer::singleShot(100, [&] {
+        std::function<void()> answerWhenAsked = [&] {
             auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            QVERIFY(box != nullptr);
+            if (box == nullptr) {
+                QTimer::singleShot(10, answerWhenAsked);
+                return;
+            }
             question = box->text();
             worker->start();
             QThread::msleep(50);
@@ -65,7 +69,8 @@ private slots:
             for (QAbstractButton* button : box->buttons())
                 if (button->text() == answer)
                     button->click();
-        });
+        };
+        QTimer::singleShot(0, answerWhenAsked);
         auto* stop = dialog->findChild<QPushButton*>(QStringLiteral("pushButton"));
         stop->click();
 
