@@ -1,0 +1,106 @@
+#include "mainwindow/runentry.h"
+
+#include "mainwindow/mainwindow.h"
+#include "pipeline/commandline.h"
+#include "pipeline/enginelocator.h"
+#include "validation/warningbox.h"
+
+#include <QCloseEvent>
+#include <QDebug>
+#include <QTabWidget>
+
+namespace {
+
+// Refuses every close of the watched window for as long as it lives. The modal dialogs of a run
+// already keep the title bar's close button away; this catches a close() that comes from code
+// (another instance's hand-over, a session's end) while the run's dialogs are up.
+class CloseRefusal : public QObject
+{
+public:
+    explicit CloseRefusal(QWidget* watched) : watched(watched) { watched->installEventFilter(this); }
+    ~CloseRefusal() override { watched->removeEventFilter(this); }
+
+protected:
+    bool eventFilter(QObject* object, QEvent* event) override
+    {
+        if (object != watched || event->type() != QEvent::Close)
+            return false;
+        qDebug() << "close refused: a run is in progress";
+        event->ignore();
+        return true;
+    }
+
+private:
+    QWidget* watched;
+};
+
+} // namespace
+
+MainWindowRunHost::MainWindowRunHost(MainWindow& w)
+    : window(w), tabs(w.findChild<QTabWidget*>(QStringLiteral("tabWidget")))
+{
+}
+
+int MainWindowRunHost::PageCount() const
+{
+    return tabs ? tabs->count() : 0;
+}
+
+int MainWindowRunHost::CurrentIndex() const
+{
+    return tabs ? tabs->currentIndex() : -1;
+}
+
+bool MainWindowRunHost::IsBatchMode() const
+{
+    return window.IsBatchMode();
+}
+
+bool MainWindowRunHost::FindEngine(QString& path)
+{
+    return ::FindEngine(&window, path);
+}
+
+QWidget* MainWindowRunHost::DialogParent() const
+{
+    return &window;
+}
+
+QWidget* MainWindowRunHost::GetPageForm(int tabIndex) const
+{
+    return tabs ? tabs->widget(tabIndex) : nullptr;
+}
+
+bool MainWindowRunHost::PageRecordAt(int tabIndex, PageSettingsRecord& record) const
+{
+    return window.PageRecordAt(tabIndex, record);
+}
+
+bool MainWindowRunHost::SetDefaultOptionForPage(int tabIndex, const QString& inputDir, const QString& outputDir,
+                                                DefaultOption* option, ProcessControl* control)
+{
+    PageSettingsRecord record;
+    if (!PageRecordAt(tabIndex, record))
+        return false;
+    OptionRefusal refusal;
+    if (SetDefaultOption(record, inputDir, outputDir, option, control, &refusal))
+        return true;
+    if (tabs)
+        tabs->setCurrentIndex(tabIndex);
+    ShowWarningBox(&window, refusal.message);
+    return false;
+}
+
+void MainWindowRunHost::FocusFolderField(int tabIndex, bool output)
+{
+    Q_UNUSED(output);
+    if (tabs)
+        tabs->setCurrentIndex(tabIndex);
+}
+
+bool RunEntry(MainWindow& window)
+{
+    CloseRefusal refusal(&window);
+    MainWindowRunHost host(window);
+    return RunEntry(host);
+}

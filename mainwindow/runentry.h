@@ -1,0 +1,38 @@
+#pragma once
+
+// The run drivers in front of the real main window: the window's side of RunHost, and the body
+// that the start-up hands to MainWindow::SetRunEntry.
+
+#include "mainwindow/rundrivers.h"
+
+class MainWindow;
+class QTabWidget;
+
+// The page operations go through the four members marked below and nothing else, so that a
+// window which grows page forms only has to answer these four.
+class MainWindowRunHost : public RunHost
+{
+public:
+    explicit MainWindowRunHost(MainWindow& window);
+
+    int PageCount() const override;
+    int CurrentIndex() const override;
+    bool IsBatchMode() const override;
+    bool FindEngine(QString& path) override;
+    QWidget* DialogParent() const override;
+
+    // -- the page operations --
+    QWidget* GetPageForm(int tabIndex) const;
+    bool PageRecordAt(int tabIndex, PageSettingsRecord& record) const override;
+    bool SetDefaultOptionForPage(int tabIndex, const QString& inputDir, const QString& outputDir,
+                                 DefaultOption* option, ProcessControl* control) override;
+    void FocusFolderField(int tabIndex, bool output) override;
+
+private:
+    MainWindow& window;
+    QTabWidget* tabs = nullptr;
+};
+
+// Runs the current page or the checked pages. While it runs, a request to close the window is
+// refused: the run's records live in this call, and the modal dialogs cannot be left half-way.
+bool RunEntry(MainWindow& window);
