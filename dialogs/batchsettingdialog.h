@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dialogs/batchtree.h"
+
 #include <QDialog>
 #include <QList>
 #include <QPair>
@@ -38,6 +40,7 @@ public slots:
 
 protected:
     void showEvent(QShowEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void BuildTree();
@@ -45,6 +48,7 @@ private:
     int CheckedChildren() const;
     // After a toggle of item: the root toggles every page, a page updates the root.
     void ApplyToggle(QTreeWidgetItem* item);
+    HitZone ZoneAt(QTreeWidgetItem* item, const QPoint& pos) const;
 
     BatchPageList pages;
     Ui::BatchSettingDialog* ui = nullptr;
