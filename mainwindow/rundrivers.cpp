@@ -14,6 +14,7 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QEvent>
 #include <QFutureWatcher>
 #include <QMetaObject>
 #include <QtConcurrent/QtConcurrentRun>
@@ -165,11 +166,45 @@ void ShowResult(QWidget* parent, bool batch, const ResultData& result, const QSt
     dialog.exec();
 }
 
+// Refuses every close of the watched window for as long as it lives. The modal dialogs of a run
+// already keep the title bar's close button away; this catches a close() that comes from code
+// (another instance's hand-over, a session's end) while the run's dialogs are up: the run's
+// records live in the driver's frame, and the window must outlive them.
+class CloseRefusal : public QObject
+{
+public:
+    explicit CloseRefusal(QWidget* watched) : watched(watched)
+    {
+        if (watched)
+            watched->installEventFilter(this);
+    }
+    ~CloseRefusal() override
+    {
+        if (watched)
+            watched->removeEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* object, QEvent* event) override
+    {
+        if (object != watched || event->type() != QEvent::Close)
+            return false;
+        qDebug() << "close refused: a run is in progress";
+        event->ignore();
+        return true;
+    }
+
+private:
+    QWidget* watched;
+};
+
 } // namespace
 
 bool RunEntry(RunHost& host)
 {
     LogMarker marker("RunEntry");
+    QWidget* parent = host.DialogParent();
+    CloseRefusal refusal(parent ? parent->window() : nullptr);
     if (host.PageCount() <= 0)
         return false;
     if (!host.IsBatchMode())

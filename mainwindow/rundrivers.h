@@ -37,7 +37,8 @@ public:
 };
 
 // The body of the run button: a batch when any page is checked, else the current page.
-// False when there is no page or a check refused the run before the search began.
+// False when there is no page or a check refused the run before the search began. While it
+// runs, the dialog parent's window refuses to close.
 bool RunEntry(RunHost& host);
 bool RunSinglePage(RunHost& host, int tabIndex);
 bool RunBatch(RunHost& host);

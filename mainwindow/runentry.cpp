@@ -5,36 +5,8 @@
 #include "pipeline/enginelocator.h"
 #include "validation/warningbox.h"
 
-#include <QCloseEvent>
 #include <QDebug>
 #include <QTabWidget>
-
-namespace {
-
-// Refuses every close of the watched window for as long as it lives. The modal dialogs of a run
-// already keep the title bar's close button away; this catches a close() that comes from code
-// (another instance's hand-over, a session's end) while the run's dialogs are up.
-class CloseRefusal : public QObject
-{
-public:
-    explicit CloseRefusal(QWidget* watched) : watched(watched) { watched->installEventFilter(this); }
-    ~CloseRefusal() override { watched->removeEventFilter(this); }
-
-protected:
-    bool eventFilter(QObject* object, QEvent* event) override
-    {
-        if (object != watched || event->type() != QEvent::Close)
-            return false;
-        qDebug() << "close refused: a run is in progress";
-        event->ignore();
-        return true;
-    }
-
-private:
-    QWidget* watched;
-};
-
-} // namespace
 
 MainWindowRunHost::MainWindowRunHost(MainWindow& w)
     : window(w), tabs(w.findChild<QTabWidget*>(QStringLiteral("tabWidget")))
@@ -100,7 +72,6 @@ void MainWindowRunHost::FocusFolderField(int tabIndex, bool output)
 
 bool RunEntry(MainWindow& window)
 {
-    CloseRefusal refusal(&window);
     MainWindowRunHost host(window);
     return RunEntry(host);
 }

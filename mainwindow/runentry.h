@@ -33,6 +33,5 @@ private:
     QTabWidget* tabs = nullptr;
 };
 
-// Runs the current page or the checked pages. While it runs, a request to close the window is
-// refused: the run's records live in this call, and the modal dialogs cannot be left half-way.
+// RunEntry in front of the main window.
 bool RunEntry(MainWindow& window);
