@@ -29,12 +29,6 @@ int RunAsStandInEngine(const QByteArray& mode)
         std::fputs("Dravik  Version 3.2.1 (libvips 8.14)\n", stdout);
     else if (mode == "line-end")
         std::fputs("Dravik  Version 3.2\r\n", stdout);
-    else if (mode == "one-blank")
-        std::fputs("Dravik Version 3.2.1\n", stdout);
-    else if (mode == "extra-blanks")
-        std::fputs("Dravik  Version  3.2.1\n", stdout);
-    else if (mode == "no-version")
-        std::fputs("Dravik  Version \n", stdout);
     else if (mode == "leading-line")
         std::fputs("\nDravik  Version 3.2.1\n", stdout);
     else if (mode == "silent")
@@ -121,15 +115,14 @@ void TestEngineLocator::findsTheEngineBesideTheProgram()
     QCOMPARE(findFromCopy(), QStringLiteral("found ") + expected);
 }
 
+// The output's reading is covered above; these rows are about the process: its output reaches
+// the parser whole, and a failing exit empties the answer.
 void TestEngineLocator::queriesARealProcess_data()
 {
     QTest::addColumn<QByteArray>("mode");
     QTest::addColumn<QString>("version");
     QTest::newRow("good") << QByteArray("good") << "3.2.1";
     QTest::newRow("line end") << QByteArray("line-end") << "3.2";
-    QTest::newRow("one blank") << QByteArray("one-blank") << "";
-    QTest::newRow("extra blanks") << QByteArray("extra-blanks") << "";
-    QTest::newRow("no version") << QByteArray("no-version") << "";
     QTest::newRow("missing line") << QByteArray("silent") << "";
     QTest::newRow("line not first") << QByteArray("leading-line") << "";
     QTest::newRow("non-zero exit") << QByteArray("fails") << "";
