@@ -38,11 +38,6 @@ QWidget* MainWindowRunHost::DialogParent() const
     return &window;
 }
 
-QWidget* MainWindowRunHost::GetPageForm(int tabIndex) const
-{
-    return tabs ? tabs->widget(tabIndex) : nullptr;
-}
-
 bool MainWindowRunHost::PageRecordAt(int tabIndex, PageSettingsRecord& record) const
 {
     return window.PageRecordAt(tabIndex, record);
@@ -57,6 +52,8 @@ bool MainWindowRunHost::SetDefaultOptionForPage(int tabIndex, const QString& inp
     OptionRefusal refusal;
     if (SetDefaultOption(record, inputDir, outputDir, option, control, &refusal))
         return true;
+    // Without a form there is no control to focus nor details row to open: the page and the
+    // message are what can be shown.
     if (tabs)
         tabs->setCurrentIndex(tabIndex);
     ShowWarningBox(&window, refusal.message);
@@ -65,6 +62,7 @@ bool MainWindowRunHost::SetDefaultOptionForPage(int tabIndex, const QString& inp
 
 void MainWindowRunHost::FocusFolderField(int tabIndex, bool output)
 {
+    // The window shows no folder boxes of its own yet: showing the page is all it can do.
     Q_UNUSED(output);
     if (tabs)
         tabs->setCurrentIndex(tabIndex);

@@ -8,8 +8,8 @@
 class MainWindow;
 class QTabWidget;
 
-// The page operations go through the four members marked below and nothing else, so that a
-// window which grows page forms only has to answer these four.
+// The page operations go through the three members marked below and nothing else, so that a
+// window which grows page forms only has to answer these three.
 class MainWindowRunHost : public RunHost
 {
 public:
@@ -22,7 +22,6 @@ public:
     QWidget* DialogParent() const override;
 
     // -- the page operations --
-    QWidget* GetPageForm(int tabIndex) const;
     bool PageRecordAt(int tabIndex, PageSettingsRecord& record) const override;
     bool SetDefaultOptionForPage(int tabIndex, const QString& inputDir, const QString& outputDir,
                                  DefaultOption* option, ProcessControl* control) override;

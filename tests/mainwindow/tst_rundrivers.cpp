@@ -211,6 +211,8 @@ void TestRunDrivers::runsFromTheButtonToItsEnd_data()
 
     QTest::newRow("one page, damaged image listed, others done") << Pages{{{"a.png", "b.jpg", "c_exit90.png", "d.png"}}}
         << "" << true << run << Ints{3} << "{in1}c_exit90.png" << Ints{} << 0;
+    QTest::newRow("engine crash: listed, the run ends with its result") << Pages{{{"a_crash.png"}}} << "" << true << run
+                                                                        << Ints{0} << "{in1}a_crash.png" << Ints{} << 0;
     QTest::newRow("batch: refused options on page 1 go on with page 2, unchecked page left alone")
         << Pages{{{"a_exit77.png"}, true}, {{"b.png", "c.png"}, true}, {{"d.png"}}, {{"e.png"}, true}} << "" << true << run
         << Ints{0, 2, 0, 1} << "[[ p1 ]]\n追加引数に問題があります。引数指定を確認してください。" << Ints{} << 0;
