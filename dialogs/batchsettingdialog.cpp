@@ -57,7 +57,7 @@ void BatchSettingDialog::BuildTree()
         entry->setCheckState(0, checked ? Qt::Checked : Qt::Unchecked);
     }
     tree->expandAll();
-    root->setChildIndicatorPolicy(QTreeWidgetItem::DontShowIndicator);
+    // Hidden through the view: an item told to show no indicator also hides its children.
     tree->setRootIsDecorated(false);
     root->setCheckState(0, RootCheckState(CheckedChildren(), root->childCount()));
     tree->setCurrentItem(root);

@@ -16,11 +16,13 @@ namespace {
 
 const QString kTitle = QStringLiteral("Dravik for Desktop");
 
-// Long paths lose their middle: the start names the folder, the end names the file.
+// Long paths lose their middle: the start names the folder, the end names the file. The whole
+// path stays one hover away.
 void SetElided(QLabel* label, const QString& name)
 {
     const QFontMetrics metrics(label->font());
     label->setText(metrics.elidedText(name, Qt::ElideMiddle, label->width() - 2));
+    label->setToolTip(name);
 }
 
 } // namespace

@@ -12,59 +12,8 @@
 #include <QTimer>
 
 #include <atomic>
+#include <functional>
 #include <memory>
-
-namespace {
-
-// Answers the next stop question by the button with the given text. While the question is
-// open it starts a worker that must wait on the question, and records whether it did.
-struct QuestionAnswerer
-{
-    QString answer;
-    std::function<void()> whileOpen;
-    QString questionText;
-
-    void Arm()
-    {
-        QTimer::singleShot(0, [this] { Poll(); });
-    }
-
-    void Poll()
-    {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box == nullptr) {
-            QTimer::singleShot(10, [this] { Poll(); });
-            return;
-        }
-        questionText = box->text();
-        if (whileOpen)
-            whileOpen();
-        for (QAbstractButton* button : box->buttons())
-            if (button->text() == answer)
-                button->click();
-    }
-};
-
-// A worker that waits on the monitor's question, then records whether it may go on.
-struct WaitingWorker
-{
-    std::atomic<bool> passed{false};
-    std::atomic<bool> continued{false};
-    std::unique_ptr<QThread> thread;
-
-    template <typename Monitor>
-    void Start(const Monitor* monitor)
-    {
-        thread.reset(QThread::create([this, monitor] {
-            monitor->WaitWhileQuestionShowing();
-            continued = monitor->IsContinue();
-            passed = true;
-        }));
-        thread->start();
-    }
-};
-
-} // namespace
 
 class TestRunDialogs : public QObject
 {
@@ -76,17 +25,16 @@ private slots:
     {
         QTest::addColumn<bool>("marquee");
         QTest::addColumn<QString>("answer");
-        QTest::addColumn<bool>("continues");
-        QTest::newRow("progress yes") << false << "はい" << false;
-        QTest::newRow("progress no") << false << "いいえ" << true;
-        QTest::newRow("search yes") << true << "はい" << false;
-        QTest::newRow("search no") << true << "いいえ" << true;
+        QTest::newRow("progress yes") << false << "はい";
+        QTest::newRow("progress no") << false << "いいえ";
+        QTest::newRow("search yes") << true << "はい";
+        QTest::newRow("search no") << true << "いいえ";
     }
     void stopQuestion()
     {
         QFETCH(bool, marquee);
         QFETCH(QString, answer);
-        QFETCH(bool, continues);
+        const bool continues = answer == QStringLiteral("いいえ");
         ProgressBarDialog progress(nullptr, false);
         MarqueeProgressBar search;
         QDialog* dialog = marquee ? static_cast<QDialog*>(&search) : &progress;
@@ -94,25 +42,42 @@ private slots:
         search.SetQuestionButtonTexts(QStringLiteral("はい"), QStringLiteral("いいえ"));
         dialog->show();
 
-        WaitingWorker worker;
-        bool waitedWhileOpen = false;
-        QuestionAnswerer answerer{answer, {}, {}};
-        answerer.whileOpen = [&] {
-            if (marquee)
-                worker.Start(&search);
-            else
-                worker.Start(&progress);
+        std::atomic<bool> passed{false};
+        std::atomic<bool> continued{false};
+        std::unique_ptr<QThread> worker(QThread::create([&] {
+            if (marquee) {
+                search.WaitWhileQuestionShowing();
+                continued = search.IsContinue();
+            } else {
+                progress.WaitWhileQuestionShowing();
+                continued = progress.IsContinue();
+            }
+            passed = true;
+        }));
+        QString question;
+        bool heldWhileOpen = false;
+        std::function<void()> answerWhenAsked = [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box == nullptr) {
+                QTimer::singleShot(10, answerWhenAsked);
+                return;
+            }
+            question = box->text();
+            worker->start();
             QThread::msleep(50);
-            waitedWhileOpen = !worker.passed;
+            heldWhileOpen = !passed;
+            for (QAbstractButton* button : box->buttons())
+                if (button->text() == answer)
+                    button->click();
         };
-        answerer.Arm();
+        QTimer::singleShot(0, answerWhenAsked);
         auto* stop = dialog->findChild<QPushButton*>(QStringLiteral("pushButton"));
         stop->click();
 
-        QCOMPARE(answerer.questionText, QStringLiteral("Do you want to cancel?"));
-        QVERIFY(waitedWhileOpen);
-        QVERIFY(worker.thread->wait(5000));
-        QCOMPARE(worker.continued.load(), continues);
+        QCOMPARE(question, QStringLiteral("Do you want to cancel?"));
+        QVERIFY(heldWhileOpen);
+        QVERIFY(worker->wait(5000));
+        QCOMPARE(continued.load(), continues);
         QCOMPARE(stop->isEnabled(), continues);
         QCOMPARE(stop->text() == QStringLiteral("中断処理中…"), !continues);
         QVERIFY(dialog->isVisible());
@@ -141,32 +106,46 @@ private slots:
         QCoreApplication::processEvents();
         QVERIFY(dialog->isVisible());
 
+        // Through the interfaces, as the search and the processor call them.
+        ProcessMonitor* processor = &progress;
+        SearchMonitor* searcher = &search;
         std::unique_ptr<QThread> worker(QThread::create([&] {
-            progress.SetProgress(30);
-            progress.SetInputFileName(QStringLiteral("C:\\in\\a.jpg"));
-            emit progress.SetFraction(3);
+            processor->SetProgress(30);
+            processor->SetInputFileName(QStringLiteral("C:\\in\\a.jpg"));
+            processor->SetFraction(3);
             if (marquee)
-                emit search.ProgressDone();
+                searcher->ProgressDone();
             else
-                emit progress.ProgressEnd();
-            emit progress.SetFraction(9);
+                processor->ProgressEnd();
+            processor->SetFraction(9);
         }));
         QTimer::singleShot(0, [&] { worker->start(); });
         QCOMPARE(dialog->exec(), int(QDialog::Accepted));
         QVERIFY(worker->wait(5000));
         QCoreApplication::processEvents();
-        if (!marquee) {
-            QCOMPARE(progress.findChild<QLabel*>(QStringLiteral("progressLabel"))->text(), QStringLiteral("30"));
-            QCOMPARE(progress.findChild<QLabel*>(QStringLiteral("labelInputPath"))->text(),
-                     QStringLiteral("C:\\in\\a.jpg"));
-            QCOMPARE(progress.findChild<QProgressBar*>(QStringLiteral("progressBar"))->value(), 3);
-            QCOMPARE(progress.findChild<QLabel*>(QStringLiteral("fileNowCountLabel"))->text(), QStringLiteral("3"));
+        if (marquee)
+            return;
+        const auto label = [&](const char* name) { return progress.findChild<QLabel*>(QLatin1String(name))->text(); };
+        QCOMPARE(label("progressLabel"), QStringLiteral("30"));
+        QCOMPARE(label("labelInputPath"), QStringLiteral("C:\\in\\a.jpg"));
+        QCOMPARE(label("fileNowCountLabel"), QStringLiteral("3"));
+        QCOMPARE(progress.findChild<QProgressBar*>(QStringLiteral("progressBar"))->value(), 3);
+
+    }
+
+    // Once the end has been signalled, the stop button closes at once without a question.
+    void stopAfterEndCloses()
+    {
+        ProgressBarDialog progress(nullptr, false);
+        MarqueeProgressBar search;
+        for (QDialog* dialog : {static_cast<QDialog*>(&progress), static_cast<QDialog*>(&search)}) {
+            dialog->show();
+            QMetaObject::invokeMethod(dialog, dialog == &search ? "ProgressEnd" : "ProgressDone");
+            dialog->show();
+            dialog->findChild<QPushButton*>(QStringLiteral("pushButton"))->click();
+            QCoreApplication::processEvents();
+            QVERIFY(!dialog->isVisible());
         }
-        // Once ended, the stop button closes at once without a question.
-        dialog->show();
-        dialog->findChild<QPushButton*>(QStringLiteral("pushButton"))->click();
-        QCoreApplication::processEvents();
-        QVERIFY(!dialog->isVisible());
     }
 };
 
