@@ -49,6 +49,8 @@ cat > "$work/page.json" <<JSON
 JSON
 
 now() { date +%s.%N; }
+# Arithmetic on decimals, without a calculator package: calc "1.5 + 2".
+calc() { awk "BEGIN { printf \"%.6f\", $* }"; }
 
 # One run through the application into $1; prints its wall time.
 app_run() {
@@ -63,7 +65,7 @@ app_run() {
         if ! kill -0 "$app_pid" 2>/dev/null; then echo "the application ended before its run did" >&2; exit 1; fi
         sleep 0.05
     done
-    echo "$(now) - $start" | bc
+    calc "$(now) - $start"
     kill -- -"$app_pid" 2>/dev/null || true
     wait "$app_pid" 2>/dev/null || true
     app_pid=
@@ -81,7 +83,7 @@ plain_run() {
     (cd "$work/in" && find . -type f | sed 's|^\./||') \
         | setsid -w xargs -P "$parallel" -I{} sh -c 'exec "$0" -in "$1/$2" -out "$3/$2" '"$common" \
             "$engine" "$work/in" {} "$out" || true
-    echo "$(now) - $start" | bc
+    calc "$(now) - $start"
 }
 
 echo "files: $files ($bytes bytes) in $copies copies of $corpus; $rounds round(s)"
@@ -98,13 +100,13 @@ for ((r = 1; r <= rounds; r++)); do
         a=$(app_run "$work/out-app")
     fi
     printf 'round %d     : application %7.2f s, xargs -P %d %7.2f s\n' "$r" "$a" "$parallel" "$p"
-    app_total=$(echo "$app_total + $a" | bc); plain_total=$(echo "$plain_total + $p" | bc)
+    app_total=$(calc "$app_total + $a"); plain_total=$(calc "$plain_total + $p")
 done
 
 app_out=$(find "$work/out-app" -type f ! -name _DravikLog.log | wc -l)
 plain_out=$(find "$work/out-plain" -type f | wc -l)
-out_bytes=$(find "$work/out-app" -type f ! -name _DravikLog.log -printf '%s\n' | paste -sd+ | bc)
+out_bytes=$(find "$work/out-app" -type f ! -name _DravikLog.log -printf '%s\n' | awk '{ n += $1 } END { print n }')
 printf 'application : %7.2f s  (%d outputs, %s bytes out; %d engines at once: the processor count, at most 8)\n' \
     "$app_total" "$app_out" "$out_bytes" "$(nproc)"
 printf 'xargs -P %-2d : %7.2f s  (%d outputs)\n' "$parallel" "$plain_total" "$plain_out"
-printf 'ratio       : %7.3f  (target: at most 1.1)\n' "$(echo "$app_total / $plain_total" | bc -l)"
+printf 'ratio       : %7.3f  (target: at most 1.1)\n' "$(calc "$app_total / $plain_total")"
