@@ -44,6 +44,7 @@ int main(int argc, char** argv)
     if (server)
         server->SetMainWindow(window.get());
     ConnectAboutDialog(*window);
+    ConnectRunEntry(*window);
 
     QString enginePath;
     if (!FindEngine(window.get(), enginePath) || enginePath.isEmpty())

@@ -3,6 +3,7 @@
 #include "app/aboutdialog.h"
 #include "app/singleinstance.h"
 #include "mainwindow/mainwindow.h"
+#include "mainwindow/runentry.h"
 
 #include <QDebug>
 #include <QStringList>
@@ -47,4 +48,9 @@ void ConnectAboutDialog(MainWindow& window)
         dialog.SetEngineVersion(engineVersion);
         dialog.exec();
     });
+}
+
+void ConnectRunEntry(MainWindow& window)
+{
+    window.SetRunEntry([](MainWindow& w) { return RunEntry(w); });
 }

@@ -21,3 +21,6 @@ void HandOver(const QString& reply);
 
 // Lets the main window's menu open the About dialog.
 void ConnectAboutDialog(MainWindow& window);
+
+// Gives the run button its run: the current page, or the checked pages as a batch.
+void ConnectRunEntry(MainWindow& window);

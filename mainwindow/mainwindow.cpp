@@ -1,6 +1,7 @@
 #include "mainwindow/mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "dialogs/batchsettingdialog.h"
 #include "mainwindow/autostart.h"
 #include "mainwindow/manualpage.h"
 #include "mainwindow/operationmarker.h"
@@ -170,9 +171,10 @@ void MainWindow::on_ClosePushButton_clicked()
 void MainWindow::on_pushButtonBatch_clicked()
 {
     OperationMarker marker("on_pushButtonBatch_clicked");
-    // The selection dialog is not built into this program yet; the flags it would hand back go
-    // through ApplyBatchSelection.
-    qDebug() << "the batch selection dialog is not built into this program yet: nothing changed";
+    BatchSettingDialog dialog(this);
+    dialog.SetPages(BatchPages());
+    if (dialog.exec() == QDialog::Accepted)
+        ApplyBatchSelection(dialog.Pages());
 }
 
 void MainWindow::on_pushButtonMenu_clicked()

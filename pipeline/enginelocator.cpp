@@ -103,12 +103,20 @@ QString EngineVersionQuery::Run(int timeoutMs)
 
     bool failed = false;
     connect(process, &QProcess::finished, &loop, &QEventLoop::quit);
+    // A handler of errorOccurred may open a box with its own event loop and keep it open for
+    // longer than the limit: the limit has to be dead before anyone hears of the failure, or
+    // it fires inside that box and reports a second, made-up time-out over the real error.
     connect(process, &QProcess::errorOccurred, this, [&](QProcess::ProcessError error) {
+        limit.stop();
+        if (failed || timedOut || cancelled)
+            return;
         failed = true;
         emit errorOccurred(error, process->exitCode());
         loop.quit();
     });
     connect(&limit, &QTimer::timeout, this, [&] {
+        if (failed || cancelled)
+            return;
         timedOut = true;
         // The kill would report itself as a crash; the time-out is the real story.
         process->disconnect(this);
@@ -117,10 +125,13 @@ QString EngineVersionQuery::Run(int timeoutMs)
         emit errorOccurred(QProcess::Timedout, process->exitCode());
         loop.quit();
     });
+    connect(this, &EngineVersionQuery::cancelRequested, &limit, &QTimer::stop);
     connect(this, &EngineVersionQuery::cancelRequested, &loop, &QEventLoop::quit);
 
     process->start(QIODevice::ReadWrite);
-    limit.start(timeoutMs);
+    // A failure reported inside start() has already been told; no limit is needed for it.
+    if (!failed && !cancelled)
+        limit.start(timeoutMs);
     // The error signal may already have fired inside start(); then there is nothing to wait for.
     // User input waits meanwhile, so the menu cannot start a second query inside this one;
     // painting and timers go on, so the window does not look frozen.
