@@ -4,6 +4,7 @@
 #include "dialogs/marqueeprogressbar.h"
 #include "dialogs/progressbardialog.h"
 #include "dialogs/resultdialog.h"
+#include "mainwindow/operationmarker.h"
 #include "pipeline/batchrun.h"
 #include "pipeline/commandline.h"
 #include "pipeline/filesearch.h"
@@ -25,19 +26,6 @@ QString Text(const char* source)
 {
     return QCoreApplication::translate("MainWindow", source);
 }
-
-class LogMarker
-{
-public:
-    explicit LogMarker(const char* name) : name(name)
-    {
-        qDebug().noquote() << QStringLiteral("==========%1 S==========").arg(QLatin1String(name));
-    }
-    ~LogMarker() { qDebug().noquote() << QStringLiteral("==========%1 E==========").arg(QLatin1String(name)); }
-
-private:
-    const char* name;
-};
 
 template <typename Dialog>
 void SetYesNo(Dialog& dialog)
@@ -202,7 +190,7 @@ private:
 
 bool RunEntry(RunHost& host)
 {
-    LogMarker marker("RunEntry");
+    OperationMarker marker("RunEntry");
     QWidget* parent = host.DialogParent();
     CloseRefusal refusal(parent ? parent->window() : nullptr);
     if (host.PageCount() <= 0)
@@ -214,7 +202,7 @@ bool RunEntry(RunHost& host)
 
 bool RunSinglePage(RunHost& host, int tabIndex)
 {
-    LogMarker marker("RunSinglePage");
+    OperationMarker marker("RunSinglePage");
     PageRun run;
     if (!PreparePage(host, tabIndex, &run))
         return false;
@@ -252,7 +240,7 @@ bool RunSinglePage(RunHost& host, int tabIndex)
 
 bool RunBatch(RunHost& host)
 {
-    LogMarker marker("RunBatch");
+    OperationMarker marker("RunBatch");
     // Every checked page is checked before any search, and taken whole: the workers never read
     // a form, and a refusal shows the page it concerns before anything has been done.
     BatchState state;

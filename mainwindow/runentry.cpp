@@ -1,9 +1,7 @@
 #include "mainwindow/runentry.h"
 
 #include "mainwindow/mainwindow.h"
-#include "pipeline/commandline.h"
 #include "pipeline/enginelocator.h"
-#include "validation/warningbox.h"
 
 #include <QDebug>
 #include <QTabWidget>
@@ -46,26 +44,12 @@ bool MainWindowRunHost::PageRecordAt(int tabIndex, PageSettingsRecord& record) c
 bool MainWindowRunHost::SetDefaultOptionForPage(int tabIndex, const QString& inputDir, const QString& outputDir,
                                                 DefaultOption* option, ProcessControl* control)
 {
-    PageSettingsRecord record;
-    if (!PageRecordAt(tabIndex, record))
-        return false;
-    OptionRefusal refusal;
-    if (SetDefaultOption(record, inputDir, outputDir, option, control, &refusal))
-        return true;
-    // Without a form there is no control to focus nor details row to open: the page and the
-    // message are what can be shown.
-    if (tabs)
-        tabs->setCurrentIndex(tabIndex);
-    ShowWarningBox(&window, refusal.message);
-    return false;
+    return window.SetDefaultOptionForPage(tabIndex, inputDir, outputDir, option, control);
 }
 
 void MainWindowRunHost::FocusFolderField(int tabIndex, bool output)
 {
-    // The window shows no folder boxes of its own yet: showing the page is all it can do.
-    Q_UNUSED(output);
-    if (tabs)
-        tabs->setCurrentIndex(tabIndex);
+    window.FocusFolderField(tabIndex, output);
 }
 
 bool RunEntry(MainWindow& window)

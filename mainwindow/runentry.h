@@ -8,8 +8,8 @@
 class MainWindow;
 class QTabWidget;
 
-// The page operations go through the three members marked below and nothing else, so that a
-// window which grows page forms only has to answer these three.
+// The page operations go through the three members marked below: each page is read from and
+// sent back to its own form by the window.
 class MainWindowRunHost : public RunHost
 {
 public:

@@ -1,6 +1,7 @@
 #include "mainwindow/tabtemplate.h"
 
 #include "mainwindow/folderpickers.h"
+#include "mainwindow/operationmarker.h"
 #include "mainwindow/pagerules.h"
 #include "pipeline/commandline.h"
 #include "settings/settingsstore.h"
@@ -27,21 +28,6 @@ bool darkTheme = true;
 
 constexpr int kStampFileMaxLength = 260;
 constexpr int kToolTipMilliseconds = 10'000'000;
-
-class LogMarker
-{
-public:
-    explicit LogMarker(const char* name) : name(name) { qDebug().noquote() << Line('S'); }
-    ~LogMarker() { qDebug().noquote() << Line('E'); }
-
-private:
-    QString Line(char end) const
-    {
-        return QStringLiteral("==========") + QLatin1String(name) + QLatin1Char(' ') + QLatin1Char(end)
-            + QStringLiteral("==========");
-    }
-    const char* name;
-};
 
 QIcon DetailsIcon(bool detailsOpen)
 {
@@ -74,7 +60,7 @@ bool TabTemplate::DarkTheme()
 
 void TabTemplate::TabSetUp()
 {
-    LogMarker marker("TabSetUp");
+    OperationMarker marker("TabSetUp");
     ConnectControls();
     StyleControls();
 }
@@ -182,7 +168,7 @@ void TabTemplate::ShowDetailsState(bool detailsOpen)
 
 void TabTemplate::Initialization()
 {
-    LogMarker marker("Initialization");
+    OperationMarker marker("Initialization");
     for (QGroupBox* group : {ui->balance, ui->sizeAdjustment, ui->Special, ui->resize})
         SetTitleColour(group, true);
     SetPositionButtonStyle();
@@ -198,7 +184,7 @@ void TabTemplate::Initialization()
 // checked while its mode is applied.
 void TabTemplate::LoadPageToForm(const PageSettingsRecord& stored)
 {
-    LogMarker marker("LoadPageToForm");
+    OperationMarker marker("LoadPageToForm");
     // A combo box given an index past its items shows nothing and would save -1; values from
     // elsewhere are brought into range first, as the settings file's reader does.
     PageSettingsRecord record = stored;
@@ -520,13 +506,13 @@ void TabTemplate::ChooseFolder(DK_TextCombox* box, const QString& fieldName)
 
 void TabTemplate::on_inputReferencePushButton_clicked()
 {
-    LogMarker marker("on_inputReferencePushButton_clicked");
+    OperationMarker marker("on_inputReferencePushButton_clicked");
     ChooseFolder(ui->inputLineEdit, ValidationText::InputFolderField());
 }
 
 void TabTemplate::on_outputReferencePushButton_clicked()
 {
-    LogMarker marker("on_outputReferencePushButton_clicked");
+    OperationMarker marker("on_outputReferencePushButton_clicked");
     ChooseFolder(ui->outputLineEdit, ValidationText::OutputFolderField());
 }
 
@@ -559,7 +545,7 @@ void TabTemplate::slotOutputFolderOpen()
 
 void TabTemplate::slotMimeDataUrls(DK_TextCombox* pLineEdit, const QList<QUrl>& urls)
 {
-    LogMarker marker("slotMimeDataUrls");
+    OperationMarker marker("slotMimeDataUrls");
     if (pLineEdit != ui->inputLineEdit && pLineEdit != ui->outputLineEdit)
         return;
     const QString field = pLineEdit == ui->inputLineEdit ? ValidationText::InputFolderField()
@@ -574,7 +560,7 @@ void TabTemplate::slotMimeDataUrls(DK_TextCombox* pLineEdit, const QList<QUrl>& 
 
 void TabTemplate::slotStampFileSelect()
 {
-    LogMarker marker("slotStampFileSelect");
+    OperationMarker marker("slotStampFileSelect");
     const QString start = StampDialogStartDir(ui->lineEdit_2->currentText(), DesktopFolder(), PathSyntax::Native(),
                                               IsExistingFolder);
     QString chosen = QFileDialog::getOpenFileName(window(), QString(), start, PickerText::StampFileFilter());

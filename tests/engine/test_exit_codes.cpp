@@ -169,7 +169,7 @@ TEST_F(ExitCodes, PaletteQuantiserOutOfMemory85) {
     const std::string in = path("in.png");
     save(photoLike(2000, 2000), in, "[compression=1]");
     const std::vector<std::string> args{"-in", in, "-out", path("o.png"), "-outformat", "png", "-quality", "40"};
-    rlim_t failing = rlim_t(120) << 20, passing = rlim_t(1024) << 20;
+    rlim_t failing = rlim_t(48) << 20, passing = rlim_t(1024) << 20;
     RunOptions limited;
     int failures = 0;
     while (passing - failing > (rlim_t(2) << 20)) {
