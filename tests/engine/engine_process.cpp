@@ -1,4 +1,5 @@
 #include "engine_process.h"
+#include "image_tools.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -270,6 +271,18 @@ void EngineTest::expectFolderHolds(const std::set<std::string> &names,
     for (const auto &n : names)
         wantText += " " + n;
     EXPECT_EQ(got, names) << "folder " << d << " holds:" << gotText << "\n  expected:" << wantText;
+}
+
+double EngineTest::butteraugli(const std::string &reference, const std::string &distorted) const {
+    const std::string a = path("ba-ref.png"), b = path("ba-dist.png");
+    save(loadForViewing(reference), a);
+    save(loadForViewing(distorted), b);
+    RunResult r = runProgram("/usr/bin/butteraugli_main", {a, b}, {120});
+    unlink(a.c_str());
+    unlink(b.c_str());
+    if (!r.exited() || r.code != 0)
+        ADD_FAILURE() << "butteraugli failed" << r.describe();
+    return std::atof(r.out.c_str());
 }
 
 } // namespace dk

@@ -58,6 +58,9 @@ std::string makeTempDir(const std::string &prefix);
 void removeTree(const std::string &path);
 
 // A fresh folder per test, removed afterwards unless DRAVIK_KEEP_TEST_DIRS is set.
+// The bound of each -reducemode level on the butteraugli max-norm (index 0 unused).
+inline constexpr double kLevelBound[9] = {0, 0.8, 1.0, 1.2, 1.35, 1.5, 2.0, 2.7, 3.5};
+
 class EngineTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -74,6 +77,9 @@ protected:
     // Files left in the scratch folder must be exactly these: a temporary file the engine
     // forgot, or an output written on failure, shows up here.
     void expectFolderHolds(const std::set<std::string> &names, const std::string &sub = "") const;
+    // butteraugli max-norm of a distorted file against a reference, both decoded to sRGB PNG,
+    // as the levels' bounds are defined.
+    double butteraugli(const std::string &reference, const std::string &distorted) const;
 
 private:
     std::string dir_;
