@@ -37,6 +37,17 @@
 
 namespace {
 
+// Starts a window as the program does and puts it on screen; false when it never showed.
+bool StartShown(MainWindow& window, bool active = false)
+{
+    window.StartingUpInitialization();
+    window.show();
+    if (!active)
+        return QTest::qWaitForWindowExposed(&window);
+    window.activateWindow();
+    return QTest::qWaitForWindowActive(&window);
+}
+
 QJsonObject ReadObject(const QString& path)
 {
     QFile file(path);
@@ -285,9 +296,7 @@ void TestMainWindow::pageNamesFollowTheRules()
 void TestMainWindow::namesAreAskedUntilAcceptable()
 {
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(StartShown(window));
     auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
 
     // Rename: another tab's name is refused and asked again; the tab's own name is fine.
@@ -325,9 +334,7 @@ void TestMainWindow::namesAreAskedUntilAcceptable()
 void TestMainWindow::pagesStopAtTenAndNeverAtZero()
 {
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(StartShown(window));
     auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
 
     ModalScript fill;
@@ -381,9 +388,7 @@ void TestMainWindow::duplicateFollowsItsSourceWithEverySetting()
     RecentFolders lists;
     lists.inputHistory = {QStringLiteral("/h/in/")};
     window.SetHistories(lists);
-    window.StartingUpInitialization();
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(StartShown(window));
     auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
     const PageSettingsRecord source = Sample(QStringLiteral("page2"), true);
     QVERIFY(window.LoadPageToForm(1, source));
@@ -425,10 +430,7 @@ void TestMainWindow::detailsPanelSwitchesBetweenTwoHeights()
         QApplication::setFont(testFont);
     });
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    window.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QVERIFY(StartShown(window, true));
     auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
     QVERIFY(!window.DetailsOpen());
     QVERIFY(window.CollapsedHeight() < window.ExpandedHeight());
@@ -462,10 +464,7 @@ void TestMainWindow::detailsPanelSwitchesBetweenTwoHeights()
 void TestMainWindow::refusedOptionsSendTheUserToTheControl()
 {
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    window.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QVERIFY(StartShown(window, true));
     auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
     // The window's focus widget: the one that has the focus whenever the window is active.
     const auto hasFocus = [&](QWidget* control) {
@@ -507,9 +506,7 @@ void TestMainWindow::refusedOptionsSendTheUserToTheControl()
 void TestMainWindow::presetsRoundTripAndWrongFilesChangeNothing()
 {
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(StartShown(window));
     auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
     tabs->setCurrentIndex(0);
     const PageSettingsRecord page = Sample(QStringLiteral("page1"), true);
@@ -605,10 +602,7 @@ void TestMainWindow::runButtonIgnoresReentry()
 {
     QVERIFY(SettingsStore().WritePageSettings({Page(QStringLiteral("only"), false, QStringLiteral("x"))}));
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    window.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QVERIFY(StartShown(window, true));
 
     int entries = 0;
     bool succeed = false;
@@ -753,9 +747,7 @@ void TestMainWindow::closingAndStartingAgainRestoresEverything()
     QVERIFY(SettingsStore().ReadRecentFolders(read));
     QCOMPARE(read, lists);
     window.SetHistories(read);
-    window.StartingUpInitialization();
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(StartShown(window));
     auto* tabs = window.findChild<QTabWidget*>(QStringLiteral("tabWidget"));
     QCOMPARE(tabs->count(), 3);
     QCOMPARE(RecordAt(window, 0), stored.at(1));
@@ -779,9 +771,7 @@ void TestMainWindow::closingReportsEveryFailedWrite()
     blocker.close();
 
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(StartShown(window));
     ModalScript closer;
     closer.Box().Box().Box();
     QVERIFY(window.close());
@@ -793,9 +783,7 @@ void TestMainWindow::themeSwitchAsksWritesAndRestarts()
 {
     const QString generalPath = SettingsFolder() + QStringLiteral("/GeneralSettings.json");
     MainWindow window;
-    window.StartingUpInitialization();
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(StartShown(window));
 
     {
         ModalScript cancel;
