@@ -5,8 +5,6 @@
 
 #include <QCloseEvent>
 #include <QKeyEvent>
-#include <QMessageBox>
-#include <QPushButton>
 
 MarqueeProgressBar::MarqueeProgressBar(QWidget* parent)
     : QDialog(parent), ui(new Ui::MarqueeProgressBar)
@@ -24,23 +22,22 @@ MarqueeProgressBar::~MarqueeProgressBar()
 
 void MarqueeProgressBar::SetQuestionButtonTexts(const QString& yes, const QString& no)
 {
-    yesText = yes;
-    noText = no;
+    question.SetButtonTexts(yes, no);
 }
 
 bool MarqueeProgressBar::IsContinue() const
 {
-    return flags.IsContinue();
+    return question.flags.IsContinue();
 }
 
 bool MarqueeProgressBar::IsQuestionShowing() const
 {
-    return flags.IsQuestionShowing();
+    return question.flags.IsQuestionShowing();
 }
 
 void MarqueeProgressBar::WaitWhileQuestionShowing() const
 {
-    flags.WaitWhileQuestionShowing();
+    question.flags.WaitWhileQuestionShowing();
 }
 
 void MarqueeProgressBar::ShowRefusal(const QString& message)
@@ -62,25 +59,10 @@ void MarqueeProgressBar::on_pushButton_clicked()
         emit ProgressDone();
         return;
     }
-    flags.SetQuestionShowing(true);
-    QMessageBox box(QMessageBox::Warning, QStringLiteral("Dravik for Desktop"),
-                    tr("Do you want to cancel?"), QMessageBox::NoButton, this);
-    QPushButton* yes = box.addButton(yesText, QMessageBox::YesRole);
-    QPushButton* no = box.addButton(noText, QMessageBox::NoRole);
-    box.setDefaultButton(no);
-    box.exec();
-    if (box.clickedButton() == yes) {
-        ui->pushButton->setText(tr("中断処理中…"));
-        ui->pushButton->setEnabled(false);
-        // The stop is set before the question closes, so a woken search sees it at once.
-        flags.SetCancel(true);
-        flags.SetQuestionShowing(false);
-        // The search may have ended while the question was open; its end was then already
-        // delivered and nothing else would close the window.
-        if (finished)
-            emit ProgressDone();
-    }
-    flags.SetQuestionShowing(false);
+    // The search may have ended while the question was open; its end was then already
+    // delivered and nothing else would close the window.
+    if (question.Ask(this, ui->pushButton) && finished)
+        emit ProgressDone();
 }
 
 void MarqueeProgressBar::closeEvent(QCloseEvent* event)

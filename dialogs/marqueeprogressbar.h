@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dialogs/stopquestion.h"
 #include "pipeline/runflags.h"
 
 #include <QDialog>
@@ -49,9 +50,7 @@ protected:
 
 private:
     Ui::MarqueeProgressBar* ui = nullptr;
-    RunFlags flags;
+    StopQuestion question;
     bool finished = false;
     std::atomic<bool> batchMode{false};
-    QString yesText = QStringLiteral("yes");
-    QString noText = QStringLiteral("no");
 };

@@ -7,9 +7,7 @@
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QLabel>
-#include <QMessageBox>
 #include <QMetaObject>
-#include <QPushButton>
 #include <QThread>
 
 namespace {
@@ -60,8 +58,7 @@ ProgressBarDialog::~ProgressBarDialog()
 
 void ProgressBarDialog::SetQuestionButtonTexts(const QString& yes, const QString& no)
 {
-    yesText = yes;
-    noText = no;
+    question.SetButtonTexts(yes, no);
 }
 
 void ProgressBarDialog::StartTimer()
@@ -84,22 +81,22 @@ QString ProgressBarDialog::ElapsedText() const
 
 bool ProgressBarDialog::IsContinue() const
 {
-    return flags.IsContinue();
+    return question.flags.IsContinue();
 }
 
 void ProgressBarDialog::SetCancel(bool cancel)
 {
-    flags.SetCancel(cancel);
+    question.flags.SetCancel(cancel);
 }
 
 bool ProgressBarDialog::IsQuestionShowing() const
 {
-    return flags.IsQuestionShowing();
+    return question.flags.IsQuestionShowing();
 }
 
 void ProgressBarDialog::WaitWhileQuestionShowing() const
 {
-    flags.WaitWhileQuestionShowing();
+    question.flags.WaitWhileQuestionShowing();
 }
 
 void ProgressBarDialog::SetProgress(int percent)
@@ -175,21 +172,7 @@ void ProgressBarDialog::on_pushButton_clicked()
         accept();
         return;
     }
-    flags.SetQuestionShowing(true);
-    QMessageBox box(QMessageBox::Warning, kTitle, tr("Do you want to cancel?"), QMessageBox::NoButton,
-                    this);
-    QPushButton* yes = box.addButton(yesText, QMessageBox::YesRole);
-    QPushButton* no = box.addButton(noText, QMessageBox::NoRole);
-    box.setDefaultButton(no);
-    box.exec();
-    if (box.clickedButton() == yes) {
-        // The stop is set before the question closes, so a worker woken by the close already
-        // sees it and starts nothing more.
-        flags.SetCancel(true);
-        ui->pushButton->setText(tr("中断処理中…"));
-        ui->pushButton->setEnabled(false);
-    }
-    flags.SetQuestionShowing(false);
+    question.Ask(this, ui->pushButton);
 }
 
 void ProgressBarDialog::ProgressDone()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dialogs/stopquestion.h"
 #include "pipeline/runflags.h"
 
 #include <QDialog>
@@ -66,10 +67,8 @@ private:
 
     Ui::ProgressBarDialog* ui = nullptr;
     bool batchMode = false;
-    RunFlags flags;
+    StopQuestion question;
     bool finished = false;
     QElapsedTimer elapsedTimer;
     QTimer secondTimer;
-    QString yesText = QStringLiteral("yes");
-    QString noText = QStringLiteral("no");
 };
