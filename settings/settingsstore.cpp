@@ -1,5 +1,6 @@
 #include "settings/settingsstore.h"
 #include "settings/jsonvalues.h"
+#include "settings/operationmarker.h"
 #include "validation/pathrules.h"
 
 #include <QByteArray>
@@ -94,24 +95,6 @@ QJsonArray StringArraySkippingEmpty(const QStringList &list)
     }
     return array;
 }
-
-// Logs the entry and, on every way out, the exit of an operation.
-class OperationMarker
-{
-public:
-    explicit OperationMarker(const char *operation) : m_operation(operation) { Log('S'); }
-    ~OperationMarker() { Log('E'); }
-    OperationMarker(const OperationMarker &) = delete;
-    OperationMarker &operator=(const OperationMarker &) = delete;
-
-private:
-    void Log(char phase) const
-    {
-        qDebug().noquote() << QStringLiteral("==========%1 %2==========")
-                                  .arg(QLatin1StringView(m_operation), QChar::fromLatin1(phase));
-    }
-    const char *m_operation;
-};
 
 } // namespace
 
