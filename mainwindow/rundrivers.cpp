@@ -60,6 +60,7 @@ bool PreparePage(RunHost& host, int tabIndex, PageRun* run)
     if (!host.SetDefaultOptionForPage(tabIndex, input, output, &run->option, &run->control))
         return false;
     run->tabIndex = tabIndex;
+    run->engineTimeoutMs = host.EngineTimeoutMs();
     run->tabText = record.tabName;
     run->data.inputDir = input;
     run->data.outputDir = output;

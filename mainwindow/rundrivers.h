@@ -34,6 +34,9 @@ public:
     virtual bool FindEngine(QString& path) = 0;
     // Parent of every dialog and box of the run.
     virtual QWidget* DialogParent() const = 0;
+    // How long one engine may run before it is killed; 0 keeps the processor's limit. Only a
+    // test has a reason to wait less than the hour.
+    virtual int EngineTimeoutMs() const { return 0; }
 };
 
 // The body of the run button: a batch when any page is checked, else the current page.

@@ -21,7 +21,8 @@ void SearchPage(SearchMonitor *monitor, PageRun *run, QStringList *conflicts, QS
 
 void ProcessPage(ProcessMonitor *monitor, const PageRun &run, ResultData *result, bool lastPage)
 {
-    PreProcessing(monitor, run.data, run.option, run.control, result, lastPage);
+    PreProcessing(monitor, run.data, run.option, run.control, result, lastPage,
+                  run.engineTimeoutMs > 0 ? run.engineTimeoutMs : kEngineTimeoutMs);
 }
 
 bool RefusedOptions(const ResultData &result)

@@ -25,6 +25,7 @@ struct PageRun
     ProcessData data;
     DefaultOption option;
     ProcessControl control;
+    int engineTimeoutMs = 0;    // how long one engine may run; 0 for the processor's own limit
 };
 
 // What the two workers of a batch share with the driver. The driver reads it only after the
