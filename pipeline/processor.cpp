@@ -375,6 +375,25 @@ void ProcessFileLoop(PageRun &run, int index)
     }
 }
 
+// The page's files with the largest first. Engines run a few at a time and the time a file
+// takes grows with its size: a large file begun late would run alone at the end while the
+// other processors stand idle, and those ends add up over every page of a batch.
+QStringList LargestFirst(const QString &inputDir, const QStringList &files)
+{
+    QList<std::pair<qint64, qsizetype>> sizes;
+    sizes.reserve(files.size());
+    for (qsizetype i = 0; i < files.size(); ++i)
+        sizes.append({QFileInfo(inputDir + files.at(i)).size(), i});
+    // Stable, so that files of one size keep the search's order.
+    std::stable_sort(sizes.begin(), sizes.end(),
+                     [](const auto &a, const auto &b) { return a.first > b.first; });
+    QStringList ordered;
+    ordered.reserve(files.size());
+    for (const auto &entry : sizes)
+        ordered.append(files.at(entry.second));
+    return ordered;
+}
+
 } // namespace
 
 bool IsContinueExitCode(int exitCode)
@@ -451,7 +470,9 @@ bool PreProcessing(ProcessMonitor *monitor, const ProcessData &data, const Defau
     result->inputBytes = 0;
     result->outputBytes = 0;
 
-    PageRun run(monitor, data, option, control, result, engineTimeoutMs);
+    ProcessData ordered = data;
+    ordered.files = LargestFirst(data.inputDir, data.files);
+    PageRun run(monitor, ordered, option, control, result, engineTimeoutMs);
     run.autoFormat = option.outformat == QLatin1String("auto");
     run.log.Open(data.outputDir, control.createLogFile, data.commonOptions,
                  QDateTime::currentDateTime());
