@@ -5,11 +5,14 @@
 #
 #   bench/run.sh [copies]      (default 4 copies of the corpus, about 100 files)
 #   ROUNDS=1 bench/run.sh      (default 2 rounds, in the order app, xargs, xargs, app)
+#   TRACE=1 bench/run.sh       (both sides run the engine through a wrapper that logs when each
+#                               engine starts and ends, and the figures below say where time went)
 #
-# The application run starts the program under a virtual display with a stored page and
-# "-autostart", and ends when the page's run log has its footer; its time includes the start-up.
-# The plain run takes the engine arguments from that same log's header, so both runs give the
-# engine the very same command lines. Needs xvfb-run; run after scripts/build.
+# The application run starts the program on a virtual display with a stored page and
+# "-autostart", and ends when the page's run log has its footer; its time includes the program's
+# start-up, not the display's, which a user has already. The plain run takes the engine arguments
+# from that same log's header, so both runs give the engine the very same command lines. Needs
+# Xvfb; run after scripts/build.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -21,15 +24,44 @@ parallel=${PARALLEL:-8}   # other values only to see how much the count of engin
 app=$bin/dravik-desktop
 engine=$bin/dravik.bin
 [[ -x $app && -x $engine ]] || { echo "build first: no $app or $engine" >&2; exit 1; }
-command -v xvfb-run >/dev/null || { echo "xvfb-run is needed" >&2; exit 1; }
+command -v Xvfb >/dev/null || { echo "Xvfb is needed" >&2; exit 1; }
 
 work=$(mktemp -d /tmp/dravik-runbench.XXXXXX)
 app_pid=
+xvfb_pid=
 cleanup() {
     [[ -n $app_pid ]] && kill -- -"$app_pid" 2>/dev/null || true
+    [[ -n $xvfb_pid ]] && kill "$xvfb_pid" 2>/dev/null || true
     rm -rf "$work"
 }
 trap cleanup EXIT
+
+# One display for every application run, started before any clock runs.
+display=99
+while [[ -e /tmp/.X11-unix/X$display || -e /tmp/.X$display-lock ]]; do display=$((display + 1)); done
+Xvfb ":$display" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+xvfb_pid=$!
+for _ in $(seq 100); do [[ -e /tmp/.X11-unix/X$display ]] && break; sleep 0.1; done
+[[ -e /tmp/.X11-unix/X$display ]] || { echo "Xvfb did not start" >&2; exit 1; }
+
+# With TRACE set, the application runs from a folder of its own whose engine is a wrapper around
+# the real one (the program looks for its engine beside itself), and xargs calls the same wrapper.
+trace=$work/trace.log
+if [[ -n ${TRACE:-} ]]; then
+    mkdir -p "$work/bin"
+    cp "$app" "$work/bin/"
+    cat > "$work/bin/dravik.bin" <<WRAP
+#!/bin/sh
+start=\$(date +%s.%N)
+"$engine" "\$@"
+code=\$?
+echo "\$start \$(date +%s.%N)" >> "$trace"
+exit \$code
+WRAP
+    chmod +x "$work/bin/dravik.bin"
+    app=$work/bin/dravik-desktop
+    engine=$work/bin/dravik.bin
+fi
 
 # The input: the corpus' images, copied into one sub-folder per copy.
 for ((c = 1; c <= copies; c++)); do
@@ -57,15 +89,18 @@ app_run() {
     local out=$1 start
     rm -rf "$out"; mkdir -p "$out"
     sed "s|@OUT@|$out/|" "$work/page.json" > "$settings/PageSettings.json"
+    : > "$trace"
     start=$(now)
-    setsid env XDG_DATA_HOME="$work/data" QT_QPA_PLATFORM=xcb \
-        xvfb-run -a -s "-screen 0 1280x800x24" "$app" -autostart >"$work/app.out" 2>&1 &
+    setsid env XDG_DATA_HOME="$work/data" QT_QPA_PLATFORM=xcb DISPLAY=":$display" \
+        "$app" -autostart >"$work/app.out" 2>&1 &
     app_pid=$!
     until grep -q '^end: ' "$out/_DravikLog.log" 2>/dev/null; do
         if ! kill -0 "$app_pid" 2>/dev/null; then echo "the application ended before its run did" >&2; exit 1; fi
         sleep 0.05
     done
-    calc "$(now) - $start"
+    local end; end=$(now)
+    calc "$end - $start"
+    report "$start" "$end" > "$work/report-app"
     kill -- -"$app_pid" 2>/dev/null || true
     wait "$app_pid" 2>/dev/null || true
     app_pid=
@@ -77,13 +112,37 @@ plain_run() {
     local out=$1 start
     rm -rf "$out"
     (cd "$work/in" && find . -type d) | while read -r d; do mkdir -p "$out/$d"; done
+    : > "$trace"
     start=$(now)
     # In a session of its own, as the application is: the kernel shares the processors out by
     # session, so both sides compete with the rest of the machine on the same footing.
     (cd "$work/in" && find . -type f | sed 's|^\./||') \
         | setsid -w xargs -P "$parallel" -I{} sh -c 'exec "$0" -in "$1/$2" -out "$3/$2" '"$common" \
             "$engine" "$work/in" {} "$out" || true
-    calc "$(now) - $start"
+    local end; end=$(now)
+    calc "$end - $start"
+    report "$start" "$end" > "$work/report-plain"
+}
+
+# Where the time of one side went, from the trace of its engines: the wait before the first
+# engine, the time after the last one, the mean number of engines running, and the time during
+# which fewer engines ran than at the busiest moment (the tail of a list, or gaps between files).
+report() {
+    [[ -s $trace ]] || return 0
+    awk -v t0="$1" -v t1="$2" '
+        { n++; s[n] = $1; e[n] = $2; busy += $2 - $1
+          if (first == "" || $1 < first) first = $1; if ($2 > last) last = $2
+          ev[2 * n - 1] = $1 " 1"; ev[2 * n] = $2 " -1" }
+        END {
+            m = 2 * n; for (i = 1; i <= m; i++) { split(ev[i], a, " "); t[i] = a[1]; d[i] = a[2] }
+            for (i = 2; i <= m; i++) { x = t[i]; y = d[i]; j = i - 1
+                while (j > 0 && t[j] > x) { t[j + 1] = t[j]; d[j + 1] = d[j]; j-- } t[j + 1] = x; d[j + 1] = y }
+            run = 0; peak = 0; for (i = 1; i <= m; i++) { run += d[i]; if (run > peak) peak = run }
+            run = 0; below = 0
+            for (i = 1; i < m; i++) { run += d[i]; if (run < peak) below += t[i + 1] - t[i] }
+            printf "before the first engine %.2f s, after the last %.2f s, %.2f engines on average (at most %d), %.2f s with fewer\n",
+                first - t0, t1 - last, busy / (last - first), peak, below
+        }' "$trace"
 }
 
 echo "files: $files ($bytes bytes) in $copies copies of $corpus; $rounds round(s)"
@@ -100,6 +159,10 @@ for ((r = 1; r <= rounds; r++)); do
         a=$(app_run "$work/out-app")
     fi
     printf 'round %d     : application %7.2f s, xargs -P %d %7.2f s\n' "$r" "$a" "$parallel" "$p"
+    if [[ -n ${TRACE:-} ]]; then
+        printf '  application: %s\n' "$(cat "$work/report-app")"
+        printf '  xargs      : %s\n' "$(cat "$work/report-plain")"
+    fi
     app_total=$(calc "$app_total + $a"); plain_total=$(calc "$plain_total + $p")
 done
 
@@ -110,3 +173,4 @@ printf 'application : %7.2f s  (%d outputs, %s bytes out; %d engines at once: th
     "$app_total" "$app_out" "$out_bytes" "$(nproc)"
 printf 'xargs -P %-2d : %7.2f s  (%d outputs)\n' "$parallel" "$plain_total" "$plain_out"
 printf 'ratio       : %7.3f  (target: at most 1.1)\n' "$(calc "$app_total / $plain_total")"
+printf 'load average: %s\n' "$(cut -d' ' -f1-3 /proc/loadavg)"
