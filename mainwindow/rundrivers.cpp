@@ -16,6 +16,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QEvent>
+#include <QFileInfo>
 #include <QFutureWatcher>
 #include <QMetaObject>
 #include <QtConcurrent/QtConcurrentRun>
@@ -49,6 +50,14 @@ bool PreparePage(RunHost& host, int tabIndex, PageRun* run)
         return false;
     }
     if (!CheckOutputFolderPath(parent, output)) {
+        host.FocusFolderField(tabIndex, true);
+        return false;
+    }
+    // An existing folder the user may not write to would pass the checks above, and every file
+    // would then be skipped without a word: say so before anything runs.
+    if (!QFileInfo(output).isWritable()) {
+        ShowWarningBox(parent, QCoreApplication::translate("RunDrivers", "出力フォルダーに書き込むことができません。\nPath : ")
+                                   + output);
         host.FocusFolderField(tabIndex, true);
         return false;
     }

@@ -994,4 +994,12 @@ Path : </source>
         <translation type="unfinished"></translation>
     </message>
 </context>
+<context>
+    <name>RunDrivers</name>
+    <message>
+        <source>出力フォルダーに書き込むことができません。
+Path : </source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
 </TS>
