@@ -36,7 +36,7 @@ bool ReplaceExtension(QString *path, const QString &extension);
 QString OutputPathFor(const QString &outputDir, const QString &entry, const QString &suffix,
                       const QString &outformat);
 
-// Processes every file of data.files and counts the outcomes into result. Reports progress,
+// Processes every file of data.files, the largest first, and counts the outcomes into result. Reports progress,
 // reads the stop flags and waits on an open stop question through monitor. Emits the end of
 // processing when lastPage is set, or when the run was stopped for any reason other than
 // refused options (a batch then goes on with its next page). Returns true once every file was
