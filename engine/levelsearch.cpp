@@ -3,6 +3,7 @@
 #include "quality.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -16,6 +17,8 @@ constexpr double kJpegSlope = 0.05;
 constexpr double kWebpSlope = 0.04;
 constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
+// Whole WebP encodes judged before the last one is taken as it is.
+constexpr int kWholeChecks = 2;
 
 // mozjpeg's quantisation tables, measured on the corpus for the bytes at which each
 // chroma layout stays within the bounds (trellis on both).
@@ -29,8 +32,15 @@ bool isGrey(const vips::VImage &image)
     return image.bands() <= 2 || image.interpretation() == VIPS_INTERPRETATION_B_W;
 }
 
+// DRAVIK_TRACE_SEARCH=1 reports every trial on standard error (calibration, benchmarks).
+bool traced()
+{
+    static const bool on = std::getenv("DRAVIK_TRACE_SEARCH") != nullptr;
+    return on;
+}
+
 // One setting searched for one encoder on the sample: every trial encodes, judges and
-// (with DRAVIK_TRACE_SEARCH=1, for calibration and benchmarks) reports itself the same way.
+// reports itself the same way.
 template <typename Encode>
 struct Trials {
     const SearchContext &c;
@@ -58,11 +68,6 @@ struct Trials {
         return found;
     }
 
-    static bool traced()
-    {
-        static const bool on = std::getenv("DRAVIK_TRACE_SEARCH") != nullptr;
-        return on;
-    }
 };
 
 template <typename Encode>
@@ -120,7 +125,7 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     return fullWins ? full.settings : halved.settings;
 }
 
-WebpSettings chooseWebp(const SearchContext &c, const Options &o)
+Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)
 {
     WebpSettings s = webpSettingsFor(o);
     s.lossless = false;
@@ -136,7 +141,22 @@ WebpSettings chooseWebp(const SearchContext &c, const Options &o)
     // when the sample is far over: near the bound the sample judges harsher than the whole.
     if (found.score > 1.5 * c.target && found.setting == 100)
         s.lossless = true;
-    return s;
+    if (s.lossless || (!c.sample.whole && c.sample.tiles.empty()))
+        return encodeWebp(image, s);
+    // WebP sets its filters and segment quantisers from the whole image, so the sample's
+    // own encoding can look better than the same tiles of the real file: the real file is
+    // judged on those tiles, and raised while it stays over.
+    for (int check = 0; check < kWholeChecks; ++check) {
+        Bytes bytes = encodeWebp(image, s);
+        const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "");
+        const double score = judgePixels(c.judge, c.sample, cutLikeSample(c.sample, decoded));
+        if (traced())
+            std::fprintf(stderr, "whole webp %d: %.3f, %zu bytes\n", s.quality, score, bytes.size());
+        if (score <= c.target || s.quality == 100)
+            return bytes;
+        s.quality = std::min(100, s.quality + std::max(2, int(std::ceil(std::log(score / c.target) / kWebpSlope))));
+    }
+    return encodeWebp(image, s);
 }
 
 AvifSettings chooseAvif(const SearchContext &c, const Options &o, int outputPixels)
