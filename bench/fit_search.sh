@@ -54,20 +54,21 @@ for f in "${files[@]}"; do
 done
 
 awk '
-$1 == "image" { name = $2; held = $3; fmt = $4; level = $5; whole = $6; last = ""; next }
+function settle() { if (chosen == "") return; r = whole / sample; set = held ? "hold-out" : "fitted"
+  printf "%-36s %-5s L%s %-8s sample %.3f whole %.3f ratio %.3f\n", name, fmt, level, chosen, sample, whole, r
+  ratios[set] = ratios[set] " " r; chosen = "" }
+$1 == "image" { settle(); name = $2; held = $3; fmt = $4; level = $5; whole = $6; last = ""; next }
 $1 == "trial" {
   split($3, a, ":"); q = a[1] + 0; sc = $4 + 0
   # slope between consecutive trials of one search
   if (last == $2 && q != lastq && sc > 0 && lastsc > 0) { s = log(lastsc / sc) / (q - lastq); if (s > 0) slopes[$2] = slopes[$2] " " s }
   last = $2; lastq = q; lastsc = sc; next }
-$1 == "chose" {
-  split($3, a, ":"); sample = $4 + 0
-  if (sample > 0) { r = whole / sample; set = held ? "hold-out" : "fitted"
-    printf "%-36s %-5s L%s %-8s sample %.3f whole %.3f ratio %.3f\n", name, fmt, level, $2, sample, whole, r
-    ratios[set] = ratios[set] " " r }
-  next }
+# The last search of an image is the one whose setting was written (a full-chroma JPEG
+# search follows a failed halved one); a lossless rewrite of the input has no score.
+$1 == "chose" { if ($4 + 0 > 0 && whole > 0) { chosen = $2; sample = $4 + 0 } next }
 function sorted(list, out,   n, i, j, t) { n = split(list, out, " "); for (i = 2; i <= n; i++) for (j = i; j > 1 && out[j-1] + 0 > out[j] + 0; j--) { t = out[j]; out[j] = out[j-1]; out[j-1] = t } return n }
 END {
+  settle()
   for (k in ratios) { n = sorted(ratios[k], v); printf "%s: %d searches, whole/sample median %.3f, worst %.3f\n", k, n, v[int((n + 1) / 2)], v[n] }
   for (k in slopes) { n = sorted(slopes[k], v); printf "slope %s: median %.4f over %d trial pairs (quartiles %.4f %.4f)\n", k, v[int((n + 1) / 2)], n, v[int(n / 4) + 1], v[int(3 * n / 4) + 1] }
 }' "$work/all"

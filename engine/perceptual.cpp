@@ -90,7 +90,7 @@ constexpr int kTile = 128;
 // first trial more often than not, and stops at a pass this close to the target.
 constexpr double kAim = 0.97;
 constexpr double kCloseEnough = 0.94;
-constexpr int kRingingTiles = 2, kColourTiles = 2, kCalmTiles = 2, kBusyTiles = 1, kSpreadTiles = 1;
+constexpr int kRingingTiles = 2, kColourTiles = 2, kCalmTiles = 3, kBusyTiles = 1, kSpreadTiles = 4;
 constexpr int kTiles = kRingingTiles + kColourTiles + kCalmTiles + kBusyTiles + kSpreadTiles;
 // Judging the whole costs no more than a sample about twice the tiles' size.
 constexpr double kWholeBelow = 2.0 * kTiles * kTile * kTile;
