@@ -92,8 +92,8 @@ constexpr double kAim = 0.97;
 constexpr double kCloseEnough = 0.94;
 constexpr int kRingingTiles = 2, kColourTiles = 2, kCalmTiles = 3, kBusyTiles = 1, kSpreadTiles = 4;
 constexpr int kTiles = kRingingTiles + kColourTiles + kCalmTiles + kBusyTiles + kSpreadTiles;
-// Judging the whole costs no more than a sample about twice the tiles' size.
-constexpr double kWholeBelow = 2.0 * kTiles * kTile * kTile;
+// Images no larger than the sample are judged whole.
+constexpr double kWholeBelow = double(kTiles) * kTile * kTile;
 
 struct Cell {
     int x = 0, y = 0;
@@ -285,6 +285,10 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
         } else {
             const std::pair<int, double> &known = pass ? *pass : *fail;
             next = towards(known);
+            // So far over that even the model's reach past the highest setting falls short:
+            // another trial would only confirm it.
+            if (!pass && next > shape.hi + shape.maxStep)
+                break;
             // At least one step away, and never further than the model's reach.
             next = pass ? std::clamp(next, known.first - shape.maxStep, known.first - 1)
                         : std::clamp(next, known.first + 1, known.first + shape.maxStep);
