@@ -94,7 +94,11 @@ JpegCandidate searchJpeg(const SearchContext &c, JpegSettings s, int guess)
         trial.quality = q;
         return encodeJpeg(c.sample.pixels, trial);
     });
-    const SettingSearch found = trials.search({20, 100, kJpegSlope}, guess);
+    // Halved chroma out of reach falls back on full chroma; full chroma out of reach on
+    // the largest file there is, worth a trial or two more to avoid.
+    SearchShape shape{20, 100, kJpegSlope};
+    shape.giveUp = !s.fullChroma;
+    const SettingSearch found = trials.search(shape, guess);
     s.quality = found.setting;
     return {s, trials.sizes[found.setting], found.score};
 }

@@ -265,7 +265,7 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
             break;
         if (fail && fail->first == shape.hi)
             break;
-        if (fail && lastFail && fail->first > lastFail->first) {
+        if (shape.giveUp && fail && lastFail && fail->first > lastFail->first) {
             // Two settings over the target: where the score levels off (halved chroma on
             // colour detail, a palette short of colours) the highest setting will not
             // reach it either, and further trials are wasted.
@@ -287,7 +287,7 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
             next = towards(known);
             // So far over that even the model's reach past the highest setting falls short:
             // another trial would only confirm it.
-            if (!pass && next > shape.hi + shape.maxStep)
+            if (shape.giveUp && !pass && next > shape.hi + shape.maxStep)
                 break;
             // At least one step away, and never further than the model's reach.
             next = pass ? std::clamp(next, known.first - shape.maxStep, known.first - 1)

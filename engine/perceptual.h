@@ -62,6 +62,9 @@ struct SearchShape {
     double slope = 0.05; // fall of ln(score) per setting step near the bounds
     int maxStep = 12;    // the model is trusted this far from a known point
     int maxTrials = 4;
+    // Stop once the highest setting looks out of reach; off where the caller has no
+    // better fallback than that setting, so trials near the top are worth their cost.
+    bool giveUp = true;
 };
 struct SettingSearch {
     int setting = 0;
