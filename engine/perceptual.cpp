@@ -92,8 +92,10 @@ constexpr double kAim = 0.97;
 constexpr double kCloseEnough = 0.94;
 constexpr int kRingingTiles = 2, kColourTiles = 2, kCalmTiles = 3, kBusyTiles = 1, kSpreadTiles = 4;
 constexpr int kTiles = kRingingTiles + kColourTiles + kCalmTiles + kBusyTiles + kSpreadTiles;
-// Images no larger than the sample are judged whole.
-constexpr double kWholeBelow = double(kTiles) * kTile * kTile;
+// Judging the whole costs no more than a sample about twice the tiles' size, and a
+// sample of most of a small image misjudges smooth gradients, where the worst band can
+// fall between tiles.
+constexpr double kWholeBelow = 2.0 * kTiles * kTile * kTile;
 
 struct Cell {
     int x = 0, y = 0;
