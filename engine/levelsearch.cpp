@@ -3,15 +3,23 @@
 #include "quality.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 
 namespace dravik {
 namespace {
 
-// At most this many trials per setting searched: the bracket is then a point or two of
-// quality wide, worth less than one more trial costs.
-constexpr int kMaxTrials = 5;
+// How ln(butteraugli) falls per quality step near the levels' bounds, measured on the
+// corpus's trials (bench/fit_search.sh, median of JPEG trial pairs: 0.044): the search's
+// first prediction leans on it. The other formats' are rough and leave more to the secant.
+constexpr double kJpegSlope = 0.044;
+constexpr double kWebpSlope = 0.04;
+constexpr double kAvifSlope = 0.03;
+constexpr double kPaletteSlope = 0.02;
+// Whole WebP encodes judged before the last one is taken as it is.
+constexpr int kWholeChecks = 2;
 
 // mozjpeg's quantisation tables, measured on the corpus for the bytes at which each
 // chroma layout stays within the bounds (trellis on both).
@@ -20,17 +28,53 @@ constexpr int kFullChromaTable = 1;
 // Halved chroma needing this quality or more is kept only if full chroma is no smaller.
 constexpr int kTryFullChromaFrom = 95;
 
-// DRAVIK_TRACE_SEARCH=1 prints every trial to standard error (calibration, benchmarks).
-void trace(const char *format, int setting, const char *variant, double score, std::size_t bytes)
-{
-    static const bool on = std::getenv("DRAVIK_TRACE_SEARCH") != nullptr;
-    if (on)
-        std::fprintf(stderr, "trial %s %s %d: %.3f, %zu bytes\n", format, variant, setting, score, bytes);
-}
-
 bool isGrey(const vips::VImage &image)
 {
     return image.bands() <= 2 || image.interpretation() == VIPS_INTERPRETATION_B_W;
+}
+
+// DRAVIK_TRACE_SEARCH=1 reports every trial on standard error (calibration, benchmarks).
+bool traced()
+{
+    static const bool on = std::getenv("DRAVIK_TRACE_SEARCH") != nullptr;
+    return on;
+}
+
+// One setting searched for one encoder on the sample: every trial encodes, judges and
+// reports itself the same way.
+template <typename Encode>
+struct Trials {
+    const SearchContext &c;
+    const char *name;
+    Encode encode;
+    std::map<int, std::size_t> sizes;
+
+    double operator()(int setting)
+    {
+        const Bytes bytes = encode(setting);
+        sizes[setting] = bytes.size();
+        const double score = judgeEncoding(c.judge, c.sample, bytes);
+        if (traced())
+            std::fprintf(stderr, "trial %s %d: %.3f, %zu bytes (target %.3f)\n", name, setting, score, bytes.size(),
+                         c.target);
+        return score;
+    }
+
+    SettingSearch search(const SearchShape &shape, int guess)
+    {
+        const SettingSearch found =
+            searchSetting([this](int setting) { return (*this)(setting); }, shape, guess, c.target);
+        if (traced())
+            std::fprintf(stderr, "chose %s %d: %.3f after %d trials\n", name, found.setting, found.score, found.trials);
+        return found;
+    }
+
+};
+
+template <typename Encode>
+Trials<Encode> trialsOf(const SearchContext &c, const char *name, Encode encode)
+{
+    return Trials<Encode>{c, name, std::move(encode), {}};
 }
 
 // One chroma layout searched: the lowest quality within the target and the sample's size there.
@@ -46,22 +90,17 @@ JpegCandidate searchJpeg(const SearchContext &c, JpegSettings s, int guess)
     // quality's size by the same percent or two, so the choice comes out the same.
     JpegSettings trial = s;
     trial.optimizeScans = false;
-    std::vector<std::pair<int, std::size_t>> sizes;
-    const auto scoreAt = [&](int q) {
+    auto trials = trialsOf(c, s.fullChroma ? "jpeg444" : "jpeg420", [&](int q) {
         trial.quality = q;
-        const Bytes bytes = encodeJpeg(c.sample.pixels, trial);
-        sizes.push_back({q, bytes.size()});
-        const double score = judgeEncoding(c.judge, c.sample, bytes);
-        trace("jpeg", q, s.fullChroma ? "444" : "420", score, bytes.size());
-        return score;
-    };
-    const SettingSearch found = searchSetting(scoreAt, 20, 100, guess, c.target, kMaxTrials);
+        return encodeJpeg(c.sample.pixels, trial);
+    });
+    // Halved chroma out of reach falls back on full chroma; full chroma out of reach on
+    // the largest file there is, worth a trial or two more to avoid.
+    SearchShape shape{20, 100, kJpegSlope};
+    shape.giveUp = !s.fullChroma;
+    const SettingSearch found = trials.search(shape, guess);
     s.quality = found.setting;
-    JpegCandidate out{s, 0, found.score};
-    for (const auto &[q, bytes] : sizes)
-        if (q == found.setting)
-            out.sampleBytes = bytes;
-    return out;
+    return {s, trials.sizes[found.setting], found.score};
 }
 
 } // namespace
@@ -79,7 +118,7 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
         return halved.settings;
     s.fullChroma = true;
     s.quantTable = kFullChromaTable;
-    const JpegCandidate full = searchJpeg(c, s, std::max(20, halved.settings.quality - 6));
+    const JpegCandidate full = searchJpeg(c, s, halved.score <= c.target ? halved.settings.quality - 6 : s.quality);
     if (full.score > c.target && halved.score > c.target) {
         // Out of JPEG's reach: its highest setting, where trellis would still drop detail.
         JpegSettings highest = full.settings;
@@ -91,41 +130,49 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     return fullWins ? full.settings : halved.settings;
 }
 
-WebpSettings chooseWebp(const SearchContext &c, const Options &o)
+Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)
 {
     WebpSettings s = webpSettingsFor(o);
     s.lossless = false;
     s.smartSubsample = true;
-    const auto scoreAt = [&](int q) {
+    auto trials = trialsOf(c, "webp", [&](int q) {
         s.quality = q;
-        const Bytes bytes = encodeWebp(c.sample.pixels, s);
-        const double score = judgeEncoding(c.judge, c.sample, bytes);
-        trace("webp", q, "", score, bytes.size());
-        return score;
-    };
-    const SettingSearch found = searchSetting(scoreAt, 20, 100, s.quality, c.target, kMaxTrials);
+        return encodeWebp(c.sample.pixels, s);
+    });
+    const SettingSearch found = trials.search({20, 100, kWebpSlope}, s.quality);
     s.quality = found.setting;
     // Lossy WebP halves chroma whatever the setting. Where even its highest setting stays
     // over the bound, lossless is the format's highest setting, but only worth its bytes
     // when the sample is far over: near the bound the sample judges harsher than the whole.
     if (found.score > 1.5 * c.target && found.setting == 100)
         s.lossless = true;
-    return s;
+    if (s.lossless || (!c.sample.whole && c.sample.tiles.empty()))
+        return encodeWebp(image, s);
+    // WebP sets its filters and segment quantisers from the whole image, so the sample's
+    // own encoding can look better than the same tiles of the real file: the real file is
+    // judged on those tiles, and raised while it stays over.
+    for (int check = 0; check < kWholeChecks; ++check) {
+        Bytes bytes = encodeWebp(image, s);
+        const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "");
+        const double score = judgePixels(c.judge, c.sample, cutLikeSample(c.sample, decoded));
+        if (traced())
+            std::fprintf(stderr, "whole webp %d: %.3f, %zu bytes\n", s.quality, score, bytes.size());
+        if (score <= c.target || s.quality == 100)
+            return bytes;
+        s.quality = std::min(100, s.quality + std::max(2, int(std::ceil(std::log(score / c.target) / kWebpSlope))));
+    }
+    return encodeWebp(image, s);
 }
 
 AvifSettings chooseAvif(const SearchContext &c, const Options &o, int outputPixels)
 {
     AvifSettings s = avifSettingsFor(o, outputPixels);
     s.fullChroma = true;
-    const auto scoreAt = [&](int q) {
+    auto trials = trialsOf(c, "avif", [&](int q) {
         s.quality = q;
-        const Bytes bytes = encodeAvif(c.sample.pixels, s);
-        const double score = judgeEncoding(c.judge, c.sample, bytes);
-        trace("avif", q, "", score, bytes.size());
-        return score;
-    };
-    const SettingSearch found = searchSetting(scoreAt, 20, 100, s.quality, c.target, kMaxTrials);
-    s.quality = found.setting;
+        return encodeAvif(c.sample.pixels, s);
+    });
+    s.quality = trials.search({20, 100, kAvifSlope}, s.quality).setting;
     return s;
 }
 
@@ -135,14 +182,11 @@ std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &
     if (!s.palette)
         return std::nullopt;
     // The quantiser's quality sets how many colours and how much dithering it spends.
-    const auto scoreAt = [&](int q) {
+    auto trials = trialsOf(c, "palette", [&](int q) {
         s.quality = q;
-        const Bytes bytes = encodePng(c.sample.pixels, s);
-        const double score = judgeEncoding(c.judge, c.sample, bytes);
-        trace("palette", q, "", score, bytes.size());
-        return score;
-    };
-    const SettingSearch found = searchSetting(scoreAt, 0, 100, 90, c.target, 4);
+        return encodePng(c.sample.pixels, s);
+    });
+    const SettingSearch found = trials.search({0, 100, kPaletteSlope, 30}, 90);
     if (found.score > c.target)
         return std::nullopt;
     s.quality = found.setting;
@@ -153,9 +197,7 @@ bool paletteHolds(const SearchContext &c, const vips::VImage &, const Bytes &pal
 {
     const vips::VImage decoded = vips::VImage::new_from_buffer(palettePng.data(), palettePng.size(), "");
     const vips::VImage cut = cutLikeSample(c.sample, decoded);
-    const double score = judgePixels(c.judge, c.sample, cut);
-    trace("palette", -1, "whole", score, palettePng.size());
-    return score <= c.target;
+    return judgePixels(c.judge, c.sample, cut) <= c.target;
 }
 
 } // namespace dravik

@@ -19,7 +19,8 @@ struct SearchContext {
 };
 
 JpegSettings chooseJpeg(const SearchContext &c, const Options &o);
-WebpSettings chooseWebp(const SearchContext &c, const Options &o);
+// The WebP file itself: its settings are checked on the whole image's encoding.
+Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
 AvifSettings chooseAvif(const SearchContext &c, const Options &o, int outputPixels);
 // Palette settings that keep within the bound, or nullopt when only lossless does.
 std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &o, int outputPixels);

@@ -53,15 +53,25 @@ double judgeEncoding(const Judge &judge, const Sample &sample, const Bytes &enco
 double judgePixels(const Judge &judge, const Sample &sample, const vips::VImage &decoded);
 
 // The smallest setting in [lo, hi] whose score stays within `target`, for a score that
-// falls as the setting rises; `hi` when none does. Starts at `guess`, brackets the
-// target, then narrows by interpolation until two neighbours are known or `maxTrials`
-// are spent (then the lowest setting known to pass).
+// falls as the setting rises; `hi` when none does. From `guess`, each trial predicts the
+// next from the log of the score falling by about `slope` a step (secant once the target
+// is bracketed), and the search stops at a pass close enough to the target, at two
+// neighbours, or after `maxTrials` (then the lowest setting known to pass).
+struct SearchShape {
+    int lo = 0, hi = 100;
+    double slope = 0.05; // fall of ln(score) per setting step near the bounds
+    int maxStep = 12;    // the model is trusted this far from a known point
+    int maxTrials = 4;
+    // Stop once the highest setting looks out of reach; off where the caller has no
+    // better fallback than that setting, so trials near the top are worth their cost.
+    bool giveUp = true;
+};
 struct SettingSearch {
     int setting = 0;
     double score = 0;
     int trials = 0;
 };
-SettingSearch searchSetting(const std::function<double(int)> &scoreAt, int lo, int hi, int guess, double target,
-                            int maxTrials);
+SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const SearchShape &shape, int guess,
+                            double target);
 
 } // namespace dravik

@@ -191,7 +191,7 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, Search &se
         return encodeGif(image, settings);
     }
     case Format::Webp:
-        return encodeWebp(image, o.quality ? webpSettingsFor(o) : chooseWebp(search.context(), o));
+        return o.quality ? encodeWebp(image, webpSettingsFor(o)) : encodeWebpWithinBound(search.context(), image, o);
     case Format::Avif:
         return encodeAvif(image, o.quality ? avifSettingsFor(o, pixels) : chooseAvif(search.context(), o, pixels));
     }

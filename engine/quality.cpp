@@ -10,7 +10,9 @@ namespace {
 constexpr std::array<double, 8> kBound = {0.8, 1.0, 1.2, 1.35, 1.5, 2.0, 2.7, 3.5};
 // The sample's worst tile comes out below the whole image's worst spot now and then
 // (a spot no statistic pointed to); aiming this much lower keeps the whole image within.
-constexpr double kSampleMargin = 0.9;
+// Fitted by bench/fit_search.sh: the whole image's score over the sample's stays below
+// 1/0.85 on all but the hardest of the corpus's images at level 5.
+constexpr double kSampleMargin = 0.85;
 // Banding in a sky or on skin shows at distances that pass on foliage.
 constexpr double kSafetyFactor = 0.8;
 
