@@ -4,8 +4,6 @@
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <grp.h>
@@ -16,22 +14,21 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <zlib.h>
 
 namespace fs = std::filesystem;
 
 namespace dk {
 
 std::string RunResult::describe() const {
-    std::ostringstream s;
-    s << "\n  command: " << commandLine << "\n  ended: ";
-    if (timedOut)
-        s << "timed out";
-    else if (signal)
-        s << "killed by signal " << signal << " (" << strsignal(signal) << ")";
-    else
-        s << "exit " << code;
-    s << "\n  stderr: " << err.substr(0, 600) << "\n  stdout: " << out.substr(0, 300);
-    return s.str();
+    const std::string ended = timedOut ? "timed out" : signal ? "signal " + std::to_string(signal) : "exit " + std::to_string(code);
+    return "\n  command: " + commandLine + "\n  ended: " + ended + "\n  stderr: " + err.substr(0, 600) + "\n  stdout: " + out.substr(0, 300);
+}
+
+::testing::AssertionResult endedWith(const char *, const char *, const RunResult &r, int code) {
+    if (r.exited() && r.code == code)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "expected exit " << code << r.describe();
 }
 
 static void setLimit(int resource, rlim_t value) {
@@ -98,7 +95,11 @@ RunResult runProgram(const std::string &program, const Args &args, const RunOpti
 
 RunResult runEngine(const Args &args, const RunOptions &options) { return runProgram(DRAVIK_ENGINE_PATH, args, options); }
 
-std::string corpusFile(const std::string &name) { return std::string(DRAVIK_CORPUS_PATH) + "/" + name; }
+std::string pngChunk(const std::string &type, const std::string &data) {
+    auto be32 = [](std::uint32_t v) { return std::string{char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; };
+    const std::string body = type + data;
+    return be32(std::uint32_t(data.size())) + body + be32(std::uint32_t(crc32(0, reinterpret_cast<const Bytef *>(body.data()), uInt(body.size()))));
+}
 
 std::string readBytes(const std::string &path) {
     std::ifstream f(path, std::ios::binary);
@@ -135,6 +136,10 @@ VImage quadrants(int width, int height, bool withAlpha) {
     const VImage rgb = bottom.ifthenelse(right.ifthenelse(std::vector<double>{255, 255, 255}, {0, 0, 255}),
                                          right.ifthenelse(std::vector<double>{0, 255, 0}, {255, 0, 0}));
     return asSrgb(withAlpha ? rgb.bandjoin(right.ifthenelse(128, 255)) : rgb);
+}
+
+VImage to16Bit(const VImage &image) {
+    return (image.cast(VIPS_FORMAT_USHORT) * 257).cast(VIPS_FORMAT_USHORT).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_RGB16));
 }
 
 VImage photoLike(int width, int height, int seed) {
@@ -213,10 +218,7 @@ VImage loadForViewing(const std::string &path) {
     VImage im = loadFirstPage(path).autorot();
     const bool cmyk = im.interpretation() == VIPS_INTERPRETATION_CMYK;
     if (cmyk || im.get_typeof(VIPS_META_ICC_NAME))
-        im = im.icc_transform("srgb", VImage::option()
-                                          ->set("embedded", true)
-                                          ->set("input_profile", cmyk ? "cmyk" : "srgb")
-                                          ->set("intent", cmyk ? VIPS_INTENT_PERCEPTUAL : VIPS_INTENT_RELATIVE));
+        im = im.icc_transform("srgb", VImage::option()->set("embedded", true)->set("input_profile", cmyk ? "cmyk" : "srgb")->set("intent", cmyk ? VIPS_INTENT_PERCEPTUAL : VIPS_INTENT_RELATIVE));
     else if (im.interpretation() != VIPS_INTERPRETATION_sRGB || im.bands() < 3)
         im = im.colourspace(VIPS_INTERPRETATION_sRGB);
     return im.cast(VIPS_FORMAT_UCHAR);
@@ -266,9 +268,7 @@ void EngineTest::TearDown() {
 }
 
 RunResult EngineTest::job(const std::string &in, const std::string &out, const Args &options) const {
-    Args a{"-in", in, "-out", out};
-    a.insert(a.end(), options.begin(), options.end());
-    return run(a);
+    return run(Args{"-in", in, "-out", out} + options);
 }
 
 void EngineTest::expectCleanEnd(const RunResult &r) {
@@ -279,17 +279,18 @@ void EngineTest::expectCleanEnd(const RunResult &r) {
 
 void EngineTest::expectFailure(int code, const Args &args, const std::string &folder, const RunOptions &options) {
     const std::string d = folder.empty() ? dir_ : folder;
-    std::vector<std::pair<std::string, std::string>> before;
-    for (const auto &n : listDir(d))
-        before.emplace_back(n, fs::is_regular_file(d + "/" + n) ? readBytes(d + "/" + n) : "");
+    auto snapshot = [&d] {
+        std::vector<std::pair<std::string, std::string>> files;
+        for (const auto &n : listDir(d))
+            files.emplace_back(n, fs::is_regular_file(d + "/" + n) ? readBytes(d + "/" + n) : "");
+        return files;
+    };
+    const auto before = snapshot();
     const RunResult r = run(args, options);
     EXPECT_EXIT_CODE(r, code);
     expectCleanEnd(r);
     EXPECT_TRUE(r.out.empty()) << r.describe();
-    std::vector<std::pair<std::string, std::string>> after;
-    for (const auto &n : listDir(d))
-        after.emplace_back(n, fs::is_regular_file(d + "/" + n) ? readBytes(d + "/" + n) : "");
-    EXPECT_TRUE(after == before) << "the folder changed" << r.describe();
+    EXPECT_TRUE(snapshot() == before) << "the folder changed" << r.describe();
 }
 
 double EngineTest::butteraugli(const std::string &reference, const std::string &distorted) const {

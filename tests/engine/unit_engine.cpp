@@ -1,9 +1,8 @@
-// The few engine parts a black-box run cannot pin down: the option table's refusals and
-// their codes, the shrink-on-load factor (invisible in the pixels), and the supervising
-// parent that turns deaths into codes and removes a dead child's temporary file.
+// The few engine parts a black-box run cannot pin down: the shrink-on-load factor
+// (invisible in the pixels) and the supervising parent, which turns deaths into codes and
+// removes a dead child's temporary file.
 #include "atomicwrite.h"
 #include "exitcodes.h"
-#include "options.h"
 #include "resize.h"
 #include "supervise.h"
 
@@ -17,40 +16,6 @@
 using namespace dravik;
 
 namespace {
-
-Exit refusal(std::vector<std::string> words) {
-    std::vector<char *> argv{const_cast<char *>("dravik.bin")};
-    for (auto &w : words)
-        argv.push_back(w.data());
-    try {
-        parseCommandLine(int(argv.size()), argv.data());
-    } catch (const Failure &f) {
-        return f.code();
-    }
-    return Exit::Ok;
-}
-
-// Refused values at each end of every range, and combinations the resize table forbids.
-TEST(Options, RefusedWordsAndValues) {
-    const std::vector<std::pair<Exit, std::vector<std::string>>> cases{
-        {Exit::Ok, {"-reducemode", "8", "-zoom", "999", "-stampx", "-9999", "-jpegfilesizelimit", "100000"}},
-        {Exit::Ok, {"-reducemode", "1", "-width", "20000", "-height", "1", "-resizefit", "middle", "-stampopaque", "0"}},
-        {Exit::BadOption, {"-reducemode", "9"}},         {Exit::BadOption, {"-reducemode", "0"}},
-        {Exit::BadOption, {"-reducemode", " 5"}},        {Exit::BadOption, {"-reducemode", "5x"}},
-        {Exit::BadOption, {"-reducemode", "99999999999"}}, {Exit::BadOption, {"-outformat", "JPG"}},
-        {Exit::BadOption, {"-optmarkskipin", "on"}},     {Exit::BadOption, {"-jpegfilesizelimit", "0"}},
-        {Exit::BadOption, {"-stampx", "10000"}},         {Exit::BadOption, {"-stampopaque", "101"}},
-        {Exit::BadOption, {"-zoom", "1000"}},            {Exit::BadOption, {"-width", "20001"}},
-        {Exit::BadOption, {"-metadata", "none"}},        {Exit::BadOption, {"-resizefit", "outer"}},
-        {Exit::BadOption, {"-width", "10", "-longside", "10"}},
-        {Exit::BadOption, {"-resizefit", "fit", "-width", "1", "-height", "1", "-longside", "5"}},
-    };
-    for (const auto &[code, words] : cases) {
-        std::vector<std::string> job{"-in", "a.jpg", "-out", "b.jpg"};
-        job.insert(job.end(), words.begin(), words.end());
-        EXPECT_EQ(refusal(job), code) << testing::PrintToString(words);
-    }
-}
 
 // Decoding at 1/2, 1/4, 1/8 leaves the kernel at least a factor of two on the axis that
 // shrinks least, so the result stays sharp.
