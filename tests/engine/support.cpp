@@ -268,7 +268,8 @@ void EngineTest::TearDown() {
 }
 
 RunResult EngineTest::job(const std::string &in, const std::string &out, const Args &options) const {
-    return run(Args{"-in", in, "-out", out} + options);
+    // Options first: they may come in any order, and every job shows it.
+    return run(options + Args{"-in", in, "-out", out});
 }
 
 void EngineTest::expectCleanEnd(const RunResult &r) {

@@ -22,7 +22,7 @@ inline Args operator+(Args a, const Args &b) {
 }
 
 struct RunOptions {
-    double timeoutSeconds = 90;
+    double timeoutSeconds = 200; // generous: shared machines are slow
     rlim_t addressSpaceLimit = 0; // RLIMIT_AS of the child; 0 leaves it alone
     rlim_t fileSizeLimit = 0;     // RLIMIT_FSIZE of the child, with SIGXFSZ ignored
     long runAsUser = -1;          // uid and gid of the child, for tests run as root
@@ -89,7 +89,7 @@ protected:
     std::string path(const std::string &name) const { return dir_ + "/" + name; }
     const std::string &dir() const { return dir_; }
     RunResult run(const Args &args, const RunOptions &options = {}) const { return runEngine(args, options); }
-    // -in IN -out OUT, then the options.
+    // The options, then -in IN -out OUT.
     RunResult job(const std::string &in, const std::string &out, const Args &options = {}) const;
     // The run must end with `code` and a one-line reason, leaving `folder` (the scratch
     // folder by default) exactly as it was: same names, same bytes.

@@ -46,9 +46,9 @@ TEST_F(Colours, ProfilePoliciesAndMetadata) {
         {in, "remove.jpg", {"-jpegiccp", "remove", "-metadata", "strip"}, false, false, false},
         {in, "auto.jpg", {}, true, false, true},
         {tiny, "tiny-auto.jpg", {}, false, true, false},
-        {in, "keep.avif", {"-outformat", "avif", "-jpegiccp", "keep", "-metadata", "strip"}, true, false, false},
-        {in, "convert.avif", {"-outformat", "avif", "-jpegiccp", "convert", "-metadata", "strip"}, false, true, false},
-        {in, "meta.avif", {"-outformat", "avif", "-jpegiccp", "remove"}, false, false, true},
+        {in, "keep.avif", {"-outformat", "avif", "-jpegiccp", "keep", "-metadata", "strip", "-width", "200"}, true, false, false},
+        {in, "convert.avif", {"-outformat", "avif", "-jpegiccp", "convert", "-metadata", "strip", "-width", "200"}, false, true, false},
+        {in, "meta.avif", {"-outformat", "avif", "-jpegiccp", "remove", "-width", "200"}, false, false, true},
         // Alpha lives in an AVIF item of its own, which must survive the metadata's removal.
         {path("alpha.png"), "alpha-strip.avif", {"-outformat", "avif", "-jpegiccp", "keep", "-metadata", "strip", "-reducemode", "1"}, true, false, false},
     };
