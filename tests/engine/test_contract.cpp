@@ -68,7 +68,7 @@ TEST_F(Contract, EachFailureItsCodeAndNothingTouched) {
     ASSERT_EQ(mkdir(path("taken").c_str(), 0755), 0);
     saved("wide.png", solid(17000, 8, {20, 120, 220}));
     saved("wider.png", solid(70000, 2, {20, 120, 220}));
-    VImage noise = VImage::gaussnoise(300, 300, VImage::option()->set("sigma", 80.0));
+    VImage noise = VImage::gaussnoise(800, 800, VImage::option()->set("sigma", 80.0));
     saved("noise.png", VImage::bandjoin(std::vector<VImage>{noise, noise.rot180(), noise.fliphor()}).cast(VIPS_FORMAT_UCHAR));
     const std::vector<std::pair<int, Args>> cases{
         {1, {}},
