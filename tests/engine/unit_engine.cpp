@@ -1,0 +1,63 @@
+// The few engine parts a black-box run cannot pin down: the shrink-on-load factor
+// (invisible in the pixels) and the supervising parent, which turns deaths into codes and
+// removes a dead child's temporary file.
+#include "atomicwrite.h"
+#include "exitcodes.h"
+#include "resize.h"
+#include "supervise.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace dravik;
+
+namespace {
+
+// Decoding at 1/2, 1/4, 1/8 leaves the kernel at least a factor of two on the axis that
+// shrinks least, so the result stays sharp.
+TEST(Resize, ShrinkOnLoadLeavesTheKernelAFactorOfTwo) {
+    const std::vector<std::pair<std::array<int, 4>, int>> cases{
+        {{6000, 4000, 1920, 1280}, 1}, {{6000, 4000, 1600, 1067}, 1}, {{6000, 4000, 1500, 1000}, 2},
+        {{6000, 4000, 750, 500}, 4},   {{6000, 4000, 100, 67}, 8},     {{6000, 4000, 100, 4000}, 1}};
+    for (const auto &[s, factor] : cases)
+        EXPECT_EQ(shrinkOnLoadFactor(s[0], s[1], s[2], s[3]), factor) << testing::PrintToString(s);
+}
+
+std::string g_folder;
+
+int returnsSeven(int, char **) { return 7; }
+int throwsDamaged(int, char **) { fail(Exit::Damaged, "test"); }
+int crashes(int, char **) { return ::raise(SIGSEGV); }
+int killedHard(int, char **) { return ::raise(SIGKILL); } // as the kernel's OOM killer does
+int libraryExitsOne(int, char **) { std::exit(1); }      // as libgomp does without threads
+// Killed by SIGXFSZ inside the write, while its temporary file exists.
+int diesWhileWriting(int, char **) {
+    const struct rlimit limit{1 << 20, 1 << 20};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::signal(SIGXFSZ, SIG_DFL);
+    writeAtomically(g_folder + "/out.bin", Bytes(std::size_t(4) << 20, 0), std::nullopt);
+    return 0;
+}
+
+// Codes pass through; a death becomes a stop code (never the usage code 1) and leaves
+// neither a temporary file nor half an output.
+TEST(Supervise, DeathsBecomeStopCodesAndLeaveNoFile) {
+    char dir[] = "/tmp/dravik-unit-sv-XXXXXX";
+    ASSERT_NE(::mkdtemp(dir), nullptr);
+    g_folder = dir;
+    const std::vector<std::pair<int (*)(int, char **), Exit>> cases{
+        {returnsSeven, Exit(7)},         {throwsDamaged, Exit::Damaged},       {crashes, Exit::Internal},
+        {killedHard, Exit::OutOfMemory}, {libraryExitsOne, Exit::Internal},    {diesWhileWriting, Exit::Internal}};
+    for (const auto &[body, code] : cases) {
+        char name[] = "engine";
+        char *argv[] = {name, nullptr};
+        EXPECT_EQ(runSupervised(body, 1, argv), int(code));
+    }
+    EXPECT_EQ(::rmdir(dir), 0) << "a file was left behind";
+}
+
+} // namespace
