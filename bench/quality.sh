@@ -74,7 +74,7 @@ const [input, output, q] = process.argv.slice(2);
 sharp(input).jpeg({ quality: Number(q), mozjpeg: true }).toFile(output).catch(e => { console.error(e); process.exit(1); });
 EOF
 
-exec python3 - "${folders[@]}" <<'EOF'
+python3 - "${folders[@]}" <<'EOF'
 import collections, concurrent.futures as cf, hashlib, json, math, os, shutil, statistics, subprocess, sys, threading, time
 
 ENGINE, WORK, CACHE = os.environ['ENGINE'], os.environ['WORK'], os.environ['CACHE']
