@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Photos to JPEG, long side 1920, at a fixed quality of 80: the engine one and two files at
 # a time, against the npm image library sharp (mozjpeg, its own libvips) doing the same in
-# one process, one and two at a time. Prints megapixels of input per second and the ratio.
+# one process, one and two at a time. Prints megapixels of input per second and the ratio,
+# the CPU seconds each spent (user + system: steadier than the wall clock on a loaded
+# machine, though it hides what threads win), and the load average the round ran under.
 #
 #   bench/throughput.sh [FOLDER]      (default: ../shared/corpus; its JPEG files are used)
 #
@@ -52,7 +54,12 @@ async function worker(id) {
 Promise.all(Array.from({ length: Number(parallel) }, (_, id) => worker(id))).catch(e => { console.error(e); process.exit(1); });
 EOF
 
-seconds() { local s e; s=$(date +%s.%N); "$@"; e=$(date +%s.%N); echo "$e - $s" | bc -l; }
+# timed VAR CMD...: runs CMD, sets VAR to "wall cpu" in seconds.
+timed() {
+  local var=$1; shift
+  /usr/bin/time -f '%e %U %S' -o "$work/time" "$@"
+  printf -v "$var" '%s' "$(awk '{print $1, $2 + $3}' "$work/time")"
+}
 engine_run() { # parallel
   xargs -a "$work/list" -d '\n' -P "$1" -I{} sh -c \
     'exec "$0" -in "$1" -out "$2/$(basename "$1")" -quality 80 -longside 1920 -resizenozoom on' "$engine" {} "$work" </dev/null
@@ -61,11 +68,15 @@ sharp_run() { SHARP_DIR=$sharp_dir node "$work/sharp.js" "$work/list" "$work" "$
 
 echo "${#photos[@]} photos, $(printf '%.1f' "$megapixels") MP, best of $rounds rounds"
 for parallel in 1 2; do
-  best_e=999999 best_s=999999
+  best_e=999999 best_s=999999 cpu_e=0 cpu_s=0 loads=()
   for ((i = 0; i < rounds; i++)); do
-    t=$(seconds engine_run "$parallel"); best_e=$(echo "if ($t < $best_e) $t else $best_e" | bc -l)
-    t=$(seconds sharp_run "$parallel"); best_s=$(echo "if ($t < $best_s) $t else $best_s" | bc -l)
+    loads+=("$(cut -d' ' -f1 /proc/loadavg)")
+    timed e engine_run "$parallel"; read -r t c <<<"$e"
+    if (($(echo "$t < $best_e" | bc -l))); then best_e=$t cpu_e=$c; fi
+    timed r sharp_run "$parallel"; read -r t c <<<"$r"
+    if (($(echo "$t < $best_s" | bc -l))); then best_s=$t cpu_s=$c; fi
   done
   e=$(echo "$megapixels / $best_e" | bc -l); s=$(echo "$megapixels / $best_s" | bc -l)
-  printf '%d at a time: engine %.1f MP/s, sharp %.1f MP/s, engine/sharp %.2fx\n' "$parallel" "$e" "$s" "$(echo "$e / $s" | bc -l)"
+  printf '%d at a time: engine %.1f MP/s, sharp %.1f MP/s, engine/sharp %.2fx; CPU engine %.2f s, sharp %.2f s (%.2fx); load average %s\n' \
+    "$parallel" "$e" "$s" "$(echo "$e / $s" | bc -l)" "$cpu_e" "$cpu_s" "$(echo "$cpu_e / $cpu_s" | bc -l)" "${loads[*]}"
 done

@@ -350,7 +350,7 @@ int processImage(const Options &o)
         if (src.swapsAxes())
             std::swap(storedWidth, storedHeight);
         if (plan.scale && src.format == Format::Jpeg)
-            request.jpegShrink = shrinkOnLoadFactor(src.width, src.pageHeight, storedWidth, storedHeight);
+            request.jpegShrink = shrinkOnLoadFactor(src.width, src.pageHeight, storedWidth, storedHeight, o.kernel);
         vips::VImage image = loadPixels(src, request);
         // A PNG may say its numbers are encoded with another gamma than the usual 1/2.2 (linear
         // light, for one). Only PNG output carries that statement on (see below); every other

@@ -24,8 +24,10 @@ struct ResizePlan {
 ResizePlan planResize(const Options &o, int width, int height);
 
 // JPEG shrink-on-load factor (1, 2, 4, 8) for a stored size and target size: the block
-// shrink is cheap but crude, so at least a factor of two is left to the real kernel.
-int shrinkOnLoadFactor(int storedWidth, int storedHeight, int targetWidth, int targetHeight);
+// shrink is cheap but crude, so with the quality kernel at least a factor of two is left
+// to the kernel itself.
+int shrinkOnLoadFactor(int storedWidth, int storedHeight, int targetWidth, int targetHeight,
+                       Kernel kernel = Kernel::Quality);
 
 // Resamples every frame of `image` (stored orientation) to exactly targetWidth x
 // targetHeight per frame.
