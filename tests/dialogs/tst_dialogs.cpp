@@ -90,7 +90,6 @@ private slots:
         QTest::newRow("MB boundary") << FormatByteSize(1048576, true) << "1.00 MB";
         QTest::newRow("just below MB") << FormatByteSize(1048575, true) << "1024 KB";
         QTest::newRow("largest count") << FormatByteSize(~quint64(0), true) << "16.0 EB";
-        QTest::newRow("no space") << FormatByteSize(1536, false) << "1.50KB";
         QTest::newRow("grouping") << FormatByteCount(3000000) << "3,000,000";
     }
     void sizesAndTimes()
