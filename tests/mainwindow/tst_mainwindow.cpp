@@ -1,5 +1,5 @@
 // The main window: its page commands, the details panel, presets, the lamps, the run button's
-// guard and histories, the theme switch, and everything a close stores and the next start
+// guard and histories, and everything a close stores and the next start
 // restores. Every test points the settings folder at a fresh temporary data location and answers
 // the window's dialogs through real widgets.
 
@@ -362,23 +362,6 @@ private slots:
         QCOMPARE(closer.texts, QStringList(3, QStringLiteral("データの保存に失敗しました。")));
     }
 
-    // The theme switch asks; accepted, it stores the other theme, closes and asks for a restart.
-    void themeSwitchAsksWritesAndRestarts()
-    {
-        MainWindow window;
-        QVERIFY(StartShown(window));
-        for (const auto answer : {QMessageBox::Cancel, QMessageBox::Ok}) {
-            ModalScript user;
-            user.Box(answer);
-            window.SwitchTheme();
-            QVERIFY2(user.Done(), user.Report());
-            QCOMPARE(window.RestartRequested(), answer == QMessageBox::Ok);
-            QCOMPARE(window.isVisible(), answer == QMessageBox::Cancel);
-        }
-        QFile general(SettingsFolder() + QStringLiteral("/GeneralSettings.json"));
-        QVERIFY(general.open(QIODevice::ReadOnly));
-        QCOMPARE(QJsonDocument::fromJson(general.readAll()).object().value(QStringLiteral("lumenoDarkStyle")).toBool(true), false);
-    }
 };
 
 QTEST_MAIN(TestMainWindow)

@@ -1,25 +1,16 @@
-// The window's rules as plain functions: the resize fields, the folder pickers' start folders
-// and checks, page names, the histories after a run, the frame's screen and the start switch.
-// The Windows path forms run here through the Windows syntax, with made-up existing folders.
+// The window's rules as plain functions: the resize fields, the dropped folder's checks, page
+// names, the histories after a run and the start switch.
 
 #include "mainwindow/autostart.h"
 #include "mainwindow/folderpickers.h"
 #include "mainwindow/pagenamedialog.h"
 #include "mainwindow/pagerules.h"
 #include "mainwindow/runhistories.h"
-#include "mainwindow/screenfit.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-
-namespace {
-
-const PathSyntax kWin = PathSyntax::Windows();
-const QString kDesktop = QStringLiteral("C:\\Users\\me\\Desktop");
-
-} // namespace
 
 class TestPageRules : public QObject
 {
@@ -37,42 +28,6 @@ private slots:
                 : QString(got->width ? u'w' : u'.') + (got->height ? u'h' : u'.') + (got->longSide ? u'l' : u'.')
                     + (got->magnification ? u'm' : u'.') + (got->imageFit ? u'f' : u'.') + (got->notExpand ? u'n' : u'.');
             QCOMPARE(shown, fields);
-        }
-    }
-
-    // The folder and stamp dialogs start at the box's folder when it exists, else the desktop.
-    void dialogStartFolders()
-    {
-        const FolderTest folders = [](const QString& path) {
-            QString p = path;
-            p.replace(u'\\', u'/');
-            while (p.size() > 3 && p.endsWith(u'/'))
-                p.chop(1);
-            return QStringList{"C:/Users/me/Desktop", "C:/Data", "D:/logos"}.contains(p, Qt::CaseInsensitive);
-        };
-        const QString desk = kDesktop + u'\\';
-        // box text, folder dialog's start, stamp dialog's start
-        const QList<std::tuple<QString, QString, QString>> cases{
-            {"", desk, desk}, {"  C:/Data  ", "C:\\Data\\", "C:\\Data\\"}, {"C:\\Gone\\", desk, desk},
-            {"D:\\logos\\missing\\mark.png", desk, "D:\\logos"}, {"D:", desk, desk}, {":\\logos", desk, desk},
-            {"logos\\mark.png", desk, desk}, {"E:\\a\\b.png", desk, desk}};
-        for (const auto& [text, folderDialog, stampDialog] : cases) {
-            QCOMPARE(FileDialogOpenDir(text, kDesktop, kWin, folders), folderDialog);
-            QCOMPARE(StampDialogStartDir(text, kDesktop, kWin, folders), stampDialog);
-        }
-    }
-
-    // A chosen folder gets its separator; one too long or naming a device is refused.
-    void chosenFolder()
-    {
-        const QString longest = QStringLiteral("C:\\") + QString(236, u'a');
-        const QList<std::tuple<QString, QString, bool>> cases{
-            {"C:/Data", "C:\\Data\\", false}, {"", "", false}, {longest, longest + u'\\', false}, {longest + u'a', "", true},
-            {"C:\\Data\\con", "", true}};
-        for (const auto& [chosen, path, refused] : cases) {
-            const FolderVerdict verdict = CheckChosenFolder(chosen, QStringLiteral("入力フォルダー"), 240, kWin);
-            QCOMPARE(verdict.path, path);
-            QCOMPARE(!verdict.message.isEmpty(), refused);
         }
     }
 
@@ -136,7 +91,7 @@ private slots:
         for (const auto& [tabs, current, before, after] : cases) {
             QList<RunPageFolders> pages;
             for (const QChar c : tabs) {
-                const QString name(QChar(u'A' + pages.size()));
+                const QString name(QChar(char16_t(u'A' + pages.size())));
                 pages.append({c != u'.', c != u'x', "IN-" + name, "OUT-" + name, "ST-" + name});
             }
             RecentFolders lists;
@@ -145,23 +100,6 @@ private slots:
             QCOMPARE(lists.inputHistory, after);
             QCOMPARE(lists.stampHistory.size(), lists.outputHistory.size());
         }
-    }
-
-    // A frame off its screens is moved onto the one it overlaps most, or the first; right and
-    // bottom edges first, then left and top.
-    void framesAreFittedOnTheBestScreen()
-    {
-        const QRect left(0, 0, 1280, 800), right(1280, 0, 1920, 1080);
-        const QList<std::tuple<QRect, QList<QRect>, QPoint>> cases{
-            {{100, 100, 708, 620}, {left}, {100, 100}},
-            {{1000, 500, 708, 620}, {left}, {1280 - 708, 800 - 620}},
-            {{-5000, -5000, 708, 620}, {left, right}, {0, 0}},
-            {{1200, 100, 708, 620}, {left, right}, {1280, 100}},
-            {{900, 100, 708, 620}, {left, right}, {1280 - 708, 100}},
-            {{50, 50, 1500, 900}, {left}, {0, 0}},
-            {{-100, -50, 708, 620}, {{0, 30, 1280, 770}}, {0, 30}}};
-        for (const auto& [frame, screens, expected] : cases)
-            QCOMPARE(FitFrameOnScreens(frame, screens), expected);
     }
 
     // Only the exact switch, first after the program's name, starts a run.

@@ -9,7 +9,6 @@
 #include "ui_tabtemplate.h"
 #include "widgets/dk_textcombox.h"
 
-#include <QDesktopServices>
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -58,15 +57,6 @@ void DropOn(QWidget* box, const QList<QUrl>& urls)
 }
 
 } // namespace
-
-class UrlCatcher : public QObject
-{
-    Q_OBJECT
-public:
-    QList<QUrl> opened;
-public slots:
-    void open(const QUrl& url) { opened.append(url); }
-};
 
 class TestTabTemplate : public QObject
 {
@@ -245,36 +235,6 @@ private slots:
         QVERIFY(!enter.isAccepted());
     }
 
-    // The folder menu opens the box's folder in the file manager; a missing one asks first.
-    void folderMenuOpensInTheFileManager()
-    {
-        QTemporaryDir temp;
-        UrlCatcher catcher;
-        QDesktopServices::setUrlHandler(QStringLiteral("file"), &catcher, "open");
-        QStringList entries;
-        QTimer::singleShot(50, this, [&] {
-            auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-            if (menu == nullptr)
-                return;
-            for (QAction* action : menu->actions())
-                entries.append(action->text());
-            menu->actions().at(1)->trigger();
-            menu->close();
-        });
-        ui->inputLineEdit->setEditText(temp.path());
-        QTest::mouseClick(ui->inputReferencePushButton, Qt::LeftButton);
-        QCOMPARE(entries, (QStringList{PickerText::BrowseEntry(), PickerText::OpenInFileManagerEntry()}));
-        QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(temp.path())});
-
-        // A missing folder asks first; cancelling opens nothing.
-        ui->outputLineEdit->setEditText(temp.path() + QStringLiteral("/gone"));
-        ModalScript user;
-        user.Box(QMessageBox::Cancel);
-        form->slotOutputFolderOpen();
-        QCOMPARE(user.texts, QStringList{PickerText::FolderMissingShowDesktop()});
-        QCOMPARE(catcher.opened.size(), 1);
-        QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
-    }
 };
 
 QTEST_MAIN(TestTabTemplate)
