@@ -60,6 +60,18 @@ a01|app|app/themes.cpp|s/kFallbackLocale = QStringLiteral\("ja_JP"\)/kFallbackLo
 a02|app|app/singleinstance.cpp|s/QStringLiteral\("ID:"\)/QStringLiteral("ID")/
 w01|widgets|widgets/dk_tabbar.cpp|s/if \(lost > 0\)\n\s*result \+= lost;//
 w02|widgets|widgets/dk_textcombox.cpp|s/if \(isDrop\)\n\s*event->accept\(\);/event->accept();/
+m01|mainwindow|mainwindow/pagetabs.cpp|s/count\(\) < PageLimits::kMaxPages\)/count() <= PageLimits::kMaxPages)/
+m02|mainwindow|mainwindow/pagenamedialog.cpp|s/name.remove\(QLatin1Char\('\\n'\)\);//
+m03|mainwindow|mainwindow/pagetabs.cpp|s/( *)(TabTemplate\* copy = CreateTab\()/$1record.stampGroup = false;\n$1$2/
+m04|mainwindow|mainwindow/runhistories.cpp|s/i >= 0; --i\)/i > 0; --i)/
+m05|mainwindow|mainwindow/pagetabs.cpp|s/const bool on = batch \? TabChecked\(i\) : i == current;/const bool on = i == current;/
+m06|mainwindow|mainwindow/pagetabs.cpp|s/setEnabled\(detailsOpen && i == current\)/setEnabled(detailsOpen)/
+d01|dialogs|dialogs/resultsummary.cpp|s/while \(divisor <= bytes \/ 1024/while (divisor < bytes \/ 1024/
+d02|dialogs|dialogs/resultsummary.cpp|s/100.0 - saved, 'f', 1\)/100.0 - saved, 'f', 2)/
+d03|dialogs|dialogs/batchtree.cpp|s/return checkedChildren > 0 \? Qt::Unchecked : Qt::Checked;/return checkedChildren > 0 ? Qt::Checked : Qt::Unchecked;/
+d04|dialogs|dialogs/progressbardialog.cpp|s/\n    flags.SetQuestionShowing\(false\);\n}\n\nvoid ProgressBarDialog::ProgressDone/\n}\n\nvoid ProgressBarDialog::ProgressDone/
+d05|dialogs|dialogs/batchsettingdialog.cpp|s/static_cast<QKeyEvent\*>\(event\)->key\(\) == Qt::Key_Space/false/
+d06|dialogs|dialogs/resultdialog.cpp|s/entry->setData\(folder\);//
 r01|app|resources/CMakeLists.txt|s/\n\s*lumenodarkstyle\/lumeno_dark_DKDesktop_Overwrite.qss//
 EOF
 )

@@ -6,17 +6,15 @@
 // and counted as unexpected, so a test never hangs and never passes by accident.
 
 #include <QAbstractButton>
-#include <QAction>
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QFileDialog>
-#include <QFileInfo>
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
-#include <QPointer>
 #include <QPushButton>
+#include <QPointer>
 #include <QTest>
 #include <QTimer>
 
@@ -29,75 +27,49 @@ public:
     ModalScript() : previous(Newest())
     {
         Newest() = this;
-        timer.setInterval(20);
         connect(&timer, &QTimer::timeout, this, [this] { Poll(); });
-        timer.start();
+        timer.start(20);
     }
-
     ~ModalScript() override { Newest() = previous; }
 
-    // A message box: record its text and buttons, press the button.
+    // A message box: press the button (a box with one button: that one).
     ModalScript& Box(QMessageBox::StandardButton button = QMessageBox::Ok)
     {
         return Add([this, button](QWidget* window) {
             auto* box = qobject_cast<QMessageBox*>(window);
-            if (!box)
-                return false;
-            texts.append(box->text());
-            for (QAbstractButton* b : box->buttons())
-                buttonTexts.append(b->text());
-            // The standard warning box has one button of its own making.
-            QAbstractButton* chosen = box->button(button);
-            if (!chosen && box->buttons().size() == 1)
-                chosen = box->buttons().first();
-            if (!chosen)
-                return false;
-            chosen->click();
-            return true;
+            QAbstractButton* chosen = !box ? nullptr : box->buttons().size() == 1 ? box->buttons().first() : box->button(button);
+            if (chosen) {
+                Record(box->text(), box->buttons());
+                chosen->click();
+            }
+            return chosen != nullptr;
         });
     }
-    // A message box answered with the keyboard's Enter, as a hasty user would.
-    ModalScript& BoxEnter()
-    {
-        return Add([this](QWidget* window) {
-            auto* box = qobject_cast<QMessageBox*>(window);
-            if (!box)
-                return false;
-            texts.append(box->text());
-            QTest::keyClick(box, Qt::Key_Return);
-            return true;
-        });
-    }
-    // The name dialog: record its text and buttons, type text over it and press Enter (accept)
-    // or press its cancel button.
+    // The name dialog: type over its text and press Enter, or press its cancel button.
     ModalScript& Name(const QString& typed, bool accept = true)
     {
         return Add([this, typed, accept](QWidget* window) {
             auto* dialog = qobject_cast<QInputDialog*>(window);
-            auto* edit = dialog ? dialog->findChild<QLineEdit*>() : nullptr;
-            if (!edit)
+            if (!dialog)
                 return false;
-            texts.append(dialog->textValue());
-            for (QAbstractButton* b : dialog->findChild<QDialogButtonBox*>()->buttons())
-                buttonTexts.append(b->text());
-            if (!accept) {
-                dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Cancel)->click();
-                return true;
-            }
+            auto* buttons = dialog->findChild<QDialogButtonBox*>();
+            Record(dialog->textValue(), buttons->buttons());
+            auto* edit = dialog->findChild<QLineEdit*>();
             edit->selectAll();
             QTest::keyClicks(edit, typed);
-            QTest::keyClick(edit, Qt::Key_Return);
+            if (accept)
+                QTest::keyClick(edit, Qt::Key_Return);
+            else
+                buttons->button(QDialogButtonBox::Cancel)->click();
             return true;
         });
     }
-    ModalScript& Menu(const QString& actionText)
+    ModalScript& Menu(const QString& entry)
     {
-        return Add([actionText](QWidget* window) {
+        return Add([entry](QWidget* window) {
             auto* menu = qobject_cast<QMenu*>(window);
-            if (!menu)
-                return false;
-            for (QAction* action : menu->actions()) {
-                if (action->text() == actionText) {
+            for (QAction* action : menu ? menu->actions() : QList<QAction*>()) {
+                if (action->text() == entry) {
                     menu->setActiveAction(action);
                     QTest::keyClick(menu, Qt::Key_Return);
                     return true;
@@ -106,26 +78,23 @@ public:
             return false;
         });
     }
-    // A file dialog: choose path, or cancel when path is empty.
+    // A file dialog: the path typed into its name box, as a user would (a file that does not exist
+    // yet cannot be selected), or cancelled when the path is empty.
     ModalScript& File(const QString& path)
     {
         return Add([this, path](QWidget* window) {
             auto* dialog = qobject_cast<QFileDialog*>(window);
-            if (!dialog)
+            auto* nameBox = dialog ? dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")) : nullptr;
+            if (!nameBox)
                 return false;
-            texts.append(dialog->windowTitle());
+            Record(dialog->windowTitle(), {});
             if (path.isEmpty()) {
                 dialog->reject();
-            } else {
-                // Typed into the name box, as a user would: selecting a file that does not exist yet
-                // is not taken from a path.
-                dialog->setDirectory(QFileInfo(path).absolutePath());
-                auto* nameBox = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-                if (!nameBox)
-                    return false;
-                nameBox->setText(QFileInfo(path).fileName());
-                static_cast<QDialog*>(dialog)->accept();
+                return true;
             }
+            dialog->setDirectory(QFileInfo(path).absolutePath());
+            nameBox->setText(QFileInfo(path).fileName());
+            static_cast<QDialog*>(dialog)->accept();
             return true;
         });
     }
@@ -134,11 +103,7 @@ public:
     // For a failed Done(): what was seen and what is left.
     QByteArray Report() const
     {
-        return QStringLiteral("seen %1; unexpected windows %2; answers left %3")
-            .arg(texts.join(QStringLiteral(" | ")))
-            .arg(unexpected)
-            .arg(steps.size())
-            .toUtf8();
+        return QStringLiteral("seen %1; unexpected %2; answers left %3").arg(texts.join(u'|')).arg(unexpected).arg(steps.size()).toUtf8();
     }
 
     QStringList texts;       // each window's text (a box's message, a name dialog's text, a file dialog's title)
@@ -152,7 +117,12 @@ private:
         steps.append(std::move(step));
         return *this;
     }
-
+    void Record(const QString& text, const QList<QAbstractButton*>& buttons)
+    {
+        texts.append(text);
+        for (QAbstractButton* b : buttons)
+            buttonTexts.append(b->text());
+    }
     static ModalScript*& Newest()
     {
         static ModalScript* newest = nullptr;
@@ -161,12 +131,10 @@ private:
 
     void Poll()
     {
-        if (Newest() != this)
-            return;
         QWidget* window = QApplication::activePopupWidget();
         if (!window)
             window = QApplication::activeModalWidget();
-        if (!window || !window->isVisible() || window == handled)
+        if (Newest() != this || !window || !window->isVisible() || window == handled)
             return;
         handled = window;
         // Answered from the event loop, not from this timer: an answer may open the next window,

@@ -4,11 +4,11 @@
 #include "mainwindow/folderpickers.h"
 #include "mainwindow/tabtemplate.h"
 #include "settings/settingsstore.h"
-#include "tests/mainwindow/modalcloser.h"
+#include "tests/mainwindow/modalscript.h"
+#include "tests/mainwindow/samplepage.h"
 #include "ui_tabtemplate.h"
 #include "widgets/dk_textcombox.h"
 
-#include <QDesktopServices>
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -58,271 +58,184 @@ void DropOn(QWidget* box, const QList<QUrl>& urls)
 
 } // namespace
 
-class UrlCatcher : public QObject
-{
-    Q_OBJECT
-public:
-    QList<QUrl> opened;
-public slots:
-    void open(const QUrl& url) { opened.append(url); }
-};
-
 class TestTabTemplate : public QObject
 {
     Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup() { form.reset(); }
-
-    void newPageShowsTheDefaultRecord();
-    void loadThenSaveGivesTheRecordBack_data();
-    void loadThenSaveGivesTheRecordBack();
-    void outputFormatGatesTheJpegSizeGroup();
-    void resizeModeEnablesItsFields();
-    void optionTextFollowsItsSwitch();
-    void pairedControlsStayInStep();
-    void folderBoxesTakeOneDroppedFolder();
-    void historiesRefillTheListsOnly();
-    void buttonsAskTheWindow();
-    void folderMenuOpensInTheFileManager();
 
 private:
     std::unique_ptr<TabTemplate> form;
     Ui::TabTemplate* ui = nullptr;
     QTranslator translator;
-};
 
-void TestTabTemplate::initTestCase()
-{
-    QVERIFY(translator.load(QStringLiteral(":/translation/DKDesktop_ja_JP.qm")));
-    QCoreApplication::installTranslator(&translator);
-}
-
-void TestTabTemplate::init()
-{
-    form = std::make_unique<TabTemplate>();
-    ui = form->ui;
-    form->Initialization();
-    form->resize(690, 520);
-    form->show();
-    QVERIFY(QTest::qWaitForWindowExposed(form.get()));
-}
-
-void TestTabTemplate::newPageShowsTheDefaultRecord()
-{
-    PageSettingsRecord saved;
-    saved.generalSubFolder = false; // anything the form fails to write would stay like this
-    form->SavePageFromForm(saved);
-    QCOMPARE(Json(saved), Json(PageSettingsRecord()));
-    QCOMPARE(ui->outputFormatComboBox->currentText(), QStringLiteral("入力画像と同じ"));
-    QCOMPARE(ui->reducemodeNumberLabel->text(), QStringLiteral("5"));
-    QCOMPARE(ui->label_4->text(), QStringLiteral("sample.jpg"));
-    QVERIFY(ui->imageFitRadioButton->isChecked() && ui->pushButton_6->isChecked());
-    QCOMPARE(ui->pushButton_6->text(), QStringLiteral("中央"));
-}
-
-void TestTabTemplate::loadThenSaveGivesTheRecordBack_data()
-{
-    // Every field away from its default and inside the controls' ranges.
-    const QJsonObject all = QJsonDocument::fromJson(R"({"tabName": "kept", "checked": true,
-        "generalInputDir": "/in/x/", "generalOutputDir": "/out/y/", "generalOutputFormat": 6,
-        "balanceReducemode": 2, "viewListNum": 4, "generalSubFolder": false, "generalUpdateFile": true,
-        "generalOptMarkWritee": false, "jpegFileSizeGroup": true, "jpegUpperLimit": 250,
-        "jpegMaintainImageQual": true, "uniqueLogFile": true, "uniqueImageSuppression": false,
-        "uniqueBaseLineJPEG": true, "uniqueICC": 3, "uniqueAddOption": true, "uniqueAddOptionStr": "-foo \"a b\"",
-        "resizeGroup": true, "resizeRadio": 2, "resizeWidth": 640, "resizeHeight": 480, "resizeLongSide": 20000,
-        "resizeMagnification": 999, "resizeImageFit": 3, "resizeSmallImage": false, "resizeForm": 2,
-        "useSuffix": true, "suffix": "_small", "stampGroup": true, "stampFile": "/logos/mark.png",
-        "stampOpaque": 0, "stampOffsetX": -9999, "stampOffsetY": 9999, "stampPosition": "bottomleft"})")
-                                .object();
-    QTest::addColumn<PageSettingsRecord>("record");
-    PageSettingsRecord record;
-    SettingsStore::ReadPageJson(record, all);
-    QCOMPARE(Json(record), QJsonDocument(all).toJson());
-    QTest::newRow("every field changed") << record;
-    record.resizeGroup = false;
-    record.resizeRadio = ResizeModeWidth;
-    record.generalOutputFormat = OutputFormatAuto;
-    record.stampPosition = QStringLiteral("topright");
-    QTest::newRow("resize off, first mode") << record;
-}
-
-void TestTabTemplate::loadThenSaveGivesTheRecordBack()
-{
-    QFETCH(PageSettingsRecord, record);
-    form->LoadPageToForm(record);
-    QCOMPARE(ui->stackedWidget->currentIndex(), record.viewListNum);
-    PageSettingsRecord saved;
-    saved.tabName = record.tabName;
-    saved.checked = record.checked;
-    saved.viewListNum = record.viewListNum;
-    form->SavePageFromForm(saved);
-    QCOMPARE(Json(saved), Json(record));
-
-    // Values no control can show come back as the page's defaults.
-    record.stampPosition = QStringLiteral("middle");
-    record.generalOutputFormat = 9;
-    record.resizeRadio = -1;
-    form->LoadPageToForm(record);
-    form->SavePageFromForm(saved);
-    QCOMPARE(saved.stampPosition, QStringLiteral("center"));
-    QCOMPARE(saved.generalOutputFormat, int(OutputFormatSame));
-    QCOMPARE(saved.resizeRadio, int(ResizeModeImageFit));
-}
-
-void TestTabTemplate::outputFormatGatesTheJpegSizeGroup()
-{
-    ui->listWidget->setCurrentRow(1);
-    const auto title = [this] { return ui->sizeAdjustment->styleSheet(); };
-    QVERIFY(title().contains(QStringLiteral("#ffffff")));
-    ui->outputFormatComboBox->setCurrentIndex(OutputFormatPng);
-    QVERIFY(!ui->sizeAdjustment->isEnabled());
-    QVERIFY(title().contains(QStringLiteral("#a6a6a6")));
-    ui->outputFormatComboBox->setCurrentIndex(OutputFormatJpeg);
-    QVERIFY(ui->sizeAdjustment->isEnabled());
-    QVERIFY(!ui->sizeAdjustmentLimitSpinBox->isEnabled());
-    QTest::keyClick(ui->sizeAdjustment, Qt::Key_Space); // the group's own check box
-    QVERIFY(ui->sizeAdjustment->isChecked());
-    QVERIFY(ui->sizeAdjustmentLimitSpinBox->isEnabled() && ui->imageQualityMaintenanceCheckBox->isEnabled());
-}
-
-void TestTabTemplate::resizeModeEnablesItsFields()
-{
-    // A page stored with resize off keeps its mode: checking the group brings back only its field.
-    PageSettingsRecord record;
-    record.resizeRadio = ResizeModeLongSide;
-    form->LoadPageToForm(record);
-    ui->listWidget->setCurrentRow(0);
-    QVERIFY(!ui->longSideSpinBox->isEnabled());
-    QTest::keyClick(ui->resize, Qt::Key_Space);
-    QVERIFY(ui->longSideSpinBox->isEnabled() && !ui->widthSpinBox->isEnabled() && !ui->heightSpinBox->isEnabled());
-    QTest::mouseClick(ui->imageFitRadioButton, Qt::LeftButton);
-    ui->imageFitComboBox->setCurrentIndex(2);
-    QVERIFY(ui->widthSpinBox->isEnabled() && !ui->longSideSpinBox->isEnabled() && !ui->notExpandCheckBox->isEnabled());
-}
-
-void TestTabTemplate::optionTextFollowsItsSwitch()
-{
-    ui->listWidget->setCurrentRow(5);
-    QVERIFY(ui->createLogFileCheckBox->isEnabled() && !ui->addOptionLineEdit->isEnabled());
-    QTest::keyClick(ui->addOptionCheckBox, Qt::Key_Space);
-    QVERIFY(ui->addOptionLineEdit->isEnabled() && ui->addOptionLabel->isEnabled());
-    QTest::keyClicks(ui->addOptionLineEdit, QStringLiteral("-x 1"));
-    QTest::keyClick(ui->addOptionCheckBox, Qt::Key_Space);
-    QVERIFY(!ui->addOptionLineEdit->isEnabled());
-    QCOMPARE(ui->addOptionLineEdit->text(), QStringLiteral("-x 1"));
-}
-
-void TestTabTemplate::pairedControlsStayInStep()
-{
-    ui->listWidget->setCurrentRow(2);
-    QTest::keyClick(ui->groupBox_2, Qt::Key_Space);
-    QTest::keyClicks(ui->lineEdit, QStringLiteral("_s"));
-    QCOMPARE(ui->label_4->text(), QStringLiteral("sample_s.jpg"));
-    QTest::keyClick(ui->groupBox_2, Qt::Key_Space);
-    QCOMPARE(ui->label_4->text(), QStringLiteral("sample.jpg"));
-
-    ui->listWidget->setCurrentRow(4);
-    QTest::keyClick(ui->groupBox_3, Qt::Key_Space);
-    ui->spinBox_3->selectAll();
-    QTest::keyClicks(ui->spinBox_3, QStringLiteral("37"));
-    QCOMPARE(ui->horizontalSlider->value(), 37);
-    QTest::keyClick(ui->horizontalSlider, Qt::Key_End);
-    QCOMPARE(ui->spinBox_3->value(), 100);
-
-    QTest::mouseClick(ui->pushButton_6, Qt::LeftButton); // the checked centre stays checked
-    QVERIFY(ui->pushButton_6->isChecked());
-    QTest::mouseClick(ui->pushButton_10, Qt::LeftButton);
-    PageSettingsRecord saved;
-    form->SavePageFromForm(saved);
-    QCOMPARE(saved.stampPosition, QStringLiteral("bottomright"));
-    QVERIFY(!ui->pushButton_6->isChecked());
-}
-
-void TestTabTemplate::folderBoxesTakeOneDroppedFolder()
-{
-    QTemporaryDir temp;
-    QDir root(temp.path());
-    QVERIFY(root.mkpath(QStringLiteral("photos")) && root.mkpath(QStringLiteral("more")));
-    const auto url = [&](const char* name) { return QUrl::fromLocalFile(root.filePath(QLatin1String(name))); };
-    const QString folder = QDir::toNativeSeparators(root.filePath(QStringLiteral("photos"))) + QDir::separator();
-
-    struct Case { DK_TextCombox* box; QList<QUrl> urls; QString text; QString message; };
-    const QList<Case> cases{
-        {ui->inputLineEdit, {url("photos")}, folder, {}},
-        {ui->outputLineEdit, {url("photos"), url("more")}, QStringLiteral("kept"), PickerText::DropOneFolder()},
-    };
-    for (const Case& c : cases) {
-        c.box->setEditText(QStringLiteral("kept"));
-        ModalCloser closer;
-        DropOn(c.box, c.urls);
-        QCOMPARE(c.box->currentText(), c.text);
-        QTRY_COMPARE(closer.texts, c.message.isEmpty() ? QStringList() : QStringList{c.message});
+private slots:
+    void cleanup() { form.reset(); }
+    void initTestCase()
+    {
+        QVERIFY(translator.load(QStringLiteral(":/translation/DKDesktop_ja_JP.qm")));
+        QCoreApplication::installTranslator(&translator);
     }
-    // The stamp box takes no drops at all.
-    QMimeData mime;
-    mime.setUrls({url("photos")});
-    QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(ui->lineEdit_2->lineEdit(), &enter);
-    QVERIFY(!enter.isAccepted());
-}
 
-void TestTabTemplate::historiesRefillTheListsOnly()
-{
-    QTest::keyClicks(ui->outputLineEdit, QStringLiteral("typed"));
-    RecentFolders histories{{QStringLiteral("/a/"), QStringLiteral("/b/")}, {QStringLiteral("/c/")}, {}};
-    form->RefreshHistoryCombos(histories);
-    form->RefreshHistoryCombos(histories);
-    QCOMPARE(ui->inputLineEdit->count(), 2);
-    QCOMPARE(ui->inputLineEdit->currentText(), QString());
-    QCOMPARE(ui->outputLineEdit->itemText(0), QStringLiteral("/c/"));
-    QCOMPARE(ui->outputLineEdit->currentText(), QStringLiteral("typed"));
-}
+    void init()
+    {
+        form = std::make_unique<TabTemplate>();
+        ui = form->ui;
+        form->Initialization();
+        form->resize(690, 520);
+        form->show();
+        QVERIFY(QTest::qWaitForWindowExposed(form.get()));
+    }
 
-void TestTabTemplate::buttonsAskTheWindow()
-{
-    QApplication::setActiveWindow(form.get());
-    QVERIFY(QTest::qWaitForWindowActive(form.get()));
-    QSignalSpy details(form.get(), &TabTemplate::detailsToggleRequested);
-    QTest::keyClick(form.get(), Qt::Key_V, Qt::AltModifier);
-    QTRY_COMPARE(details.count(), 1); // a shortcut clicks the button after its press animation
-    ui->listWidget->setCurrentRow(6);
-    QSignalSpy reset(form.get(), &TabTemplate::resetRequested);
-    QTest::mouseClick(ui->pushButton, Qt::LeftButton);
-    QCOMPARE(reset.count(), 1);
-}
+    // A new page shows the default record and the texts that go with it.
+    void newPageShowsTheDefaultRecord()
+    {
+        PageSettingsRecord saved;
+        saved.generalSubFolder = false; // anything the form fails to write would stay like this
+        form->SavePageFromForm(saved);
+        QCOMPARE(Json(saved), Json(PageSettingsRecord()));
+        QCOMPARE(ui->outputFormatComboBox->currentText(), QStringLiteral("入力画像と同じ"));
+        QCOMPARE(ui->reducemodeNumberLabel->text(), QStringLiteral("5"));
+        QCOMPARE(ui->label_4->text(), QStringLiteral("sample.jpg"));
+        QVERIFY(ui->imageFitRadioButton->isChecked() && ui->pushButton_6->isChecked());
+        QCOMPARE(ui->pushButton_6->text(), QStringLiteral("中央"));
+    }
 
-void TestTabTemplate::folderMenuOpensInTheFileManager()
-{
-    QTemporaryDir temp;
-    UrlCatcher catcher;
-    QDesktopServices::setUrlHandler(QStringLiteral("file"), &catcher, "open");
-    QStringList entries;
-    QTimer::singleShot(50, this, [&] {
-        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-        if (menu == nullptr)
-            return;
-        for (QAction* action : menu->actions())
-            entries.append(action->text());
-        menu->actions().at(1)->trigger();
-        menu->close();
-    });
-    ui->inputLineEdit->setEditText(temp.path());
-    QTest::mouseClick(ui->inputReferencePushButton, Qt::LeftButton);
-    QCOMPARE(entries, (QStringList{PickerText::BrowseEntry(), PickerText::OpenInFileManagerEntry()}));
-    QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(temp.path())});
+    // Load then save gives back a record with every field away from its default; values no
+    // control can show come back as the page's defaults.
+    void loadThenSaveGivesTheRecordBack()
+    {
+        PageSettingsRecord record = SamplePage(QStringLiteral("kept"));
+        record.viewListNum = 4;
+        QJsonObject sample, plain;
+        SettingsStore::WritePageJson(record, sample);
+        SettingsStore::WritePageJson(PageSettingsRecord(), plain);
+        for (const QString& key : plain.keys())
+            QVERIFY2(sample.value(key) != plain.value(key), qPrintable(key));
+        form->LoadPageToForm(record);
+        QCOMPARE(ui->stackedWidget->currentIndex(), record.viewListNum);
+        PageSettingsRecord saved;
+        saved.tabName = record.tabName;
+        saved.checked = record.checked;
+        saved.viewListNum = record.viewListNum;
+        form->SavePageFromForm(saved);
+        QCOMPARE(Json(saved), Json(record));
 
-    // A missing folder asks first; cancelling opens nothing.
-    ui->outputLineEdit->setEditText(temp.path() + QStringLiteral("/gone"));
-    ModalCloser closer(QMessageBox::Cancel);
-    form->slotOutputFolderOpen();
-    QCOMPARE(closer.texts, QStringList{PickerText::FolderMissingShowDesktop()});
-    QCOMPARE(closer.buttonTexts.size(), 2);
-    QCOMPARE(catcher.opened.size(), 1);
-    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
-}
+        // Values no control can show come back as the page's defaults.
+        record.stampPosition = QStringLiteral("middle");
+        record.generalOutputFormat = 9;
+        record.resizeRadio = -1;
+        form->LoadPageToForm(record);
+        form->SavePageFromForm(saved);
+        QCOMPARE(saved.stampPosition, QStringLiteral("center"));
+        QCOMPARE(saved.generalOutputFormat, int(OutputFormatSame));
+        QCOMPARE(saved.resizeRadio, int(ResizeModeImageFit));
+    }
+
+    // The size group follows the output format, its title colour with it.
+    void outputFormatGatesTheJpegSizeGroup()
+    {
+        ui->listWidget->setCurrentRow(1);
+        const auto title = [this] { return ui->sizeAdjustment->styleSheet(); };
+        QVERIFY(title().contains(QStringLiteral("#ffffff")));
+        ui->outputFormatComboBox->setCurrentIndex(OutputFormatPng);
+        QVERIFY(!ui->sizeAdjustment->isEnabled());
+        QVERIFY(title().contains(QStringLiteral("#a6a6a6")));
+        ui->outputFormatComboBox->setCurrentIndex(OutputFormatJpeg);
+        QVERIFY(ui->sizeAdjustment->isEnabled());
+        QVERIFY(!ui->sizeAdjustmentLimitSpinBox->isEnabled());
+        QTest::keyClick(ui->sizeAdjustment, Qt::Key_Space); // the group's own check box
+        QVERIFY(ui->sizeAdjustment->isChecked());
+        QVERIFY(ui->sizeAdjustmentLimitSpinBox->isEnabled() && ui->imageQualityMaintenanceCheckBox->isEnabled());
+    }
+
+    // Checking the resize group brings back only the stored mode's field.
+    void resizeModeEnablesItsFields()
+    {
+        // A page stored with resize off keeps its mode: checking the group brings back only its field.
+        PageSettingsRecord record;
+        record.resizeRadio = ResizeModeLongSide;
+        form->LoadPageToForm(record);
+        ui->listWidget->setCurrentRow(0);
+        QVERIFY(!ui->longSideSpinBox->isEnabled());
+        QTest::keyClick(ui->resize, Qt::Key_Space);
+        QVERIFY(ui->longSideSpinBox->isEnabled() && !ui->widthSpinBox->isEnabled() && !ui->heightSpinBox->isEnabled());
+        QTest::mouseClick(ui->imageFitRadioButton, Qt::LeftButton);
+        ui->imageFitComboBox->setCurrentIndex(2);
+        QVERIFY(ui->widthSpinBox->isEnabled() && !ui->longSideSpinBox->isEnabled() && !ui->notExpandCheckBox->isEnabled());
+    }
+
+    // The extra options' text is usable only while its switch is on, and keeps its text.
+    void optionTextFollowsItsSwitch()
+    {
+        ui->listWidget->setCurrentRow(5);
+        QVERIFY(ui->createLogFileCheckBox->isEnabled() && !ui->addOptionLineEdit->isEnabled());
+        QTest::keyClick(ui->addOptionCheckBox, Qt::Key_Space);
+        QVERIFY(ui->addOptionLineEdit->isEnabled() && ui->addOptionLabel->isEnabled());
+        QTest::keyClicks(ui->addOptionLineEdit, QStringLiteral("-x 1"));
+        QTest::keyClick(ui->addOptionCheckBox, Qt::Key_Space);
+        QVERIFY(!ui->addOptionLineEdit->isEnabled());
+        QCOMPARE(ui->addOptionLineEdit->text(), QStringLiteral("-x 1"));
+    }
+
+    // The sample name follows the suffix, the opacity pair moves together, one position is checked.
+    void pairedControlsStayInStep()
+    {
+        ui->listWidget->setCurrentRow(2);
+        QTest::keyClick(ui->groupBox_2, Qt::Key_Space);
+        QTest::keyClicks(ui->lineEdit, QStringLiteral("_s"));
+        QCOMPARE(ui->label_4->text(), QStringLiteral("sample_s.jpg"));
+        QTest::keyClick(ui->groupBox_2, Qt::Key_Space);
+        QCOMPARE(ui->label_4->text(), QStringLiteral("sample.jpg"));
+
+        ui->listWidget->setCurrentRow(4);
+        QTest::keyClick(ui->groupBox_3, Qt::Key_Space);
+        ui->spinBox_3->selectAll();
+        QTest::keyClicks(ui->spinBox_3, QStringLiteral("37"));
+        QCOMPARE(ui->horizontalSlider->value(), 37);
+        QTest::keyClick(ui->horizontalSlider, Qt::Key_End);
+        QCOMPARE(ui->spinBox_3->value(), 100);
+
+        QTest::mouseClick(ui->pushButton_6, Qt::LeftButton); // the checked centre stays checked
+        QVERIFY(ui->pushButton_6->isChecked());
+        QTest::mouseClick(ui->pushButton_10, Qt::LeftButton);
+        PageSettingsRecord saved;
+        form->SavePageFromForm(saved);
+        QCOMPARE(saved.stampPosition, QStringLiteral("bottomright"));
+        QVERIFY(!ui->pushButton_6->isChecked());
+    }
+
+    // A folder box takes one dropped folder through its own drop handling; the stamp box none.
+    void folderBoxesTakeOneDroppedFolder()
+    {
+        QTemporaryDir temp;
+        QDir root(temp.path());
+        QVERIFY(root.mkpath(QStringLiteral("photos")) && root.mkpath(QStringLiteral("more")));
+        const auto url = [&](const char* name) { return QUrl::fromLocalFile(root.filePath(QLatin1String(name))); };
+        const QString folder = QDir::toNativeSeparators(root.filePath(QStringLiteral("photos"))) + QDir::separator();
+
+        struct Case { DK_TextCombox* box; QList<QUrl> urls; QString text; QString message; };
+        const QList<Case> cases{
+            {ui->inputLineEdit, {url("photos")}, folder, {}},
+            {ui->outputLineEdit, {url("photos"), url("more")}, QStringLiteral("kept"), PickerText::DropOneFolder()},
+        };
+        for (const Case& c : cases) {
+            c.box->setEditText(QStringLiteral("kept"));
+            ModalScript user;
+            if (!c.message.isEmpty())
+                user.Box();
+            DropOn(c.box, c.urls);
+            QCOMPARE(c.box->currentText(), c.text);
+            QTRY_VERIFY2(user.Done(), user.Report());
+            QCOMPARE(user.texts, c.message.isEmpty() ? QStringList() : QStringList{c.message});
+        }
+        // The stamp box takes no drops at all.
+        QMimeData mime;
+        mime.setUrls({url("photos")});
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(ui->lineEdit_2->lineEdit(), &enter);
+        QVERIFY(!enter.isAccepted());
+    }
+
+};
 
 QTEST_MAIN(TestTabTemplate)
 #include "tst_tabtemplate.moc"
