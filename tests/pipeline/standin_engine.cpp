@@ -17,7 +17,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <regex>
@@ -38,21 +37,11 @@ std::string Lower(std::string text)
     return text;
 }
 
-bool EndsWith(const std::string &text, const std::string &tail)
+// The number after word in name, or -1.
+long NumberAfter(const std::string &name, const std::string &word)
 {
-    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-std::string BaseName(const std::string &path)
-{
-    const auto slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-long long FileSize(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    return in ? static_cast<long long>(in.tellg()) : -1;
+    std::smatch match;
+    return std::regex_search(name, match, std::regex(word + "([0-9]+)")) ? std::stol(match[1]) : -1;
 }
 
 } // namespace
@@ -60,7 +49,7 @@ long long FileSize(const std::string &path)
 int main(int argc, char **argv)
 {
     std::map<std::string, std::string> options;
-    std::vector<std::string> args(argv + 1, argv + argc);
+    const std::vector<std::string> args(argv + 1, argv + argc);
     for (size_t i = 0; i + 1 < args.size(); i += 2) {
         if (!options.emplace(args[i], args[i + 1]).second)
             return 77;
@@ -71,13 +60,11 @@ int main(int argc, char **argv)
     }
     if (options.count("-in") == 0 || options.count("-out") == 0)
         return 1;
-
     const std::string input = options["-in"];
-    const std::string name = Lower(BaseName(input));
-    std::smatch match;
+    const std::string name = Lower(input.substr(input.find_last_of("/\\") + 1));
 
-    if (std::regex_search(name, match, std::regex("sleep([0-9]+)")))
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::stol(match[1])));
+    if (const long ms = NumberAfter(name, "sleep"); ms >= 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(ms));
     if (name.find("hang") != std::string::npos)
         std::this_thread::sleep_for(std::chrono::hours(1));
     if (name.find("crash") != std::string::npos) {
@@ -88,27 +75,20 @@ int main(int argc, char **argv)
 #endif
         std::abort();
     }
-    if (std::regex_search(name, match, std::regex("exit([0-9]+)")))
-        return std::stoi(match[1]);
+    if (const long code = NumberAfter(name, "exit"); code >= 0)
+        return int(code);
 
-    const long long inputSize = FileSize(input);
-    if (inputSize < 0) {
+    std::ifstream in(input, std::ios::binary | std::ios::ate);
+    if (!in) {
         std::fputs("cannot read input\n", stderr);
         return 90;
     }
 
     std::string output = options["-out"];
     const std::string format = options.count("-outformat") ? options["-outformat"] : "same";
-    if (options["-outext"] == "on") {
-        std::string extension;
-        if (format == "auto")
-            extension = name.find("tojpg") != std::string::npos ? ".jpg" : ".png";
-        else if (format != "same")
-            extension = "." + format;
-        const std::string lowerOut = Lower(output);
-        const bool has = EndsWith(lowerOut, extension)
-                         || (extension == ".jpg" && EndsWith(lowerOut, ".jpeg"));
-        if (!extension.empty() && !has)
+    if (options["-outext"] == "on" && format != "same") {
+        const std::string extension = format != "auto" ? "." + format : name.find("tojpg") != std::string::npos ? ".jpg" : ".png";
+        if (!std::regex_search(Lower(output), std::regex(extension == ".jpg" ? "\\.jpe?g$" : "\\" + extension + "$")))
             output += extension;
     }
 
@@ -117,7 +97,7 @@ int main(int argc, char **argv)
         for (const std::string &arg : args)
             content += arg + "\n";
         if (name.find("big") != std::string::npos)
-            content.resize(static_cast<size_t>(inputSize) + 100 + content.size(), 'x');
+            content.resize(static_cast<size_t>(in.tellg()) + 100 + content.size(), 'x');
     }
     std::ofstream out(output, std::ios::binary | std::ios::trunc);
     if (!out)

@@ -18,47 +18,36 @@ class TestProcessMonitor : public ProcessMonitor
 public:
     TestProcessMonitor() { timer.start(); }
 
-    void SetProgress(int percent) override { lastPercent = percent; }
+    void SetProgress(int) override {}
     void SetFraction(int started) override
     {
         fractions.fetch_add(1);
         if (onFraction)
             onFraction(started);
     }
-    void SetInputFileName(const QString &path) override
-    {
-        QMutexLocker lock(&mutex);
-        inputNames << path;
-    }
-    void SetOutputFileName(const QString &path) override
-    {
-        QMutexLocker lock(&mutex);
-        outputNames << path;
-    }
+    void SetInputFileName(const QString &) override {}
+    void SetOutputFileName(const QString &) override {}
     void SetTimeLeft(int hh, int mm, int ss) override
     {
         QMutexLocker lock(&mutex);
         timeLeft << FormatTime(hh, mm, ss);
     }
     void ProgressEnd() override { progressEnds.fetch_add(1); }
-
     bool IsContinue() const override { return flags.IsContinue(); }
     bool IsQuestionShowing() const override { return flags.IsQuestionShowing(); }
     void WaitWhileQuestionShowing() const override { flags.WaitWhileQuestionShowing(); }
     void SetCancel(bool cancel) override { flags.SetCancel(cancel); }
-
-    qint64 ElapsedMs() const override { return timer.elapsed() + extraMs.load(); }
+    qint64 ElapsedMs() const override { return timer.elapsed() + extraMs; }
     QString ElapsedText() const override { return FormatSeconds(ElapsedMs() / 1000); }
 
     RunFlags flags;
     QElapsedTimer timer;
-    std::atomic<qint64> extraMs{0};          // lets a test pretend that time has passed
-    std::atomic<int> lastPercent{-1};
+    qint64 extraMs = 0;                   // lets a test pretend that time has passed
     std::atomic<int> fractions{0};
     std::atomic<int> progressEnds{0};
-    std::function<void(int)> onFraction;     // called on the worker that starts a file
-    mutable QMutex mutex;
-    QStringList inputNames, outputNames, timeLeft;
+    std::function<void(int)> onFraction;  // called on the worker that starts a file
+    QMutex mutex;
+    QStringList timeLeft;
 };
 
 class TestSearchMonitor : public SearchMonitor

@@ -1,35 +1,35 @@
+#include "tests/mainwindow/modalcloser.h"
 #include "validation/folderchecks.h"
+#include "validation/namerules.h"
+#include "validation/pathrules.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QtTest>
 
-// The folder checks on real temporary folders (native syntax), and the canonical form of the
-// Windows syntax up to the point where the disk is asked.
+// The folder checks on real temporary folders (native syntax), the canonical form of the
+// Windows syntax up to the point where the disk is asked, and the box-showing forms of the
+// rules: one standard warning box per refusal, shown on the interface thread.
 class TestFolderChecks : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void acceptsAndCanonicalises();
-    void emptyOrBlank();
+    void checks_data();
+    void checks();
     void lengthLimits();
-    void missingFolder();
-    void fileInsteadOfFolder();
-    void refusedByPathRules();
-    void windowsSyntax();
+    void refusalsShowOneStandardBox();
+    void folderChecksUpdateTheCallersText();
 
 private:
-    QString Make(const QString& relative) const;
     // A path below the temporary folder of exactly length characters, without trailing separator.
     QString PathOfLength(qsizetype length) const;
 
     QTemporaryDir m_tmp;
-    QString m_base;  // the temporary folder, native separators, no trailing separator
+    QString m_base;  // the temporary folder, canonical, no trailing separator
 };
 
 namespace {
@@ -42,11 +42,6 @@ FolderCheckResult Check(FolderRole role, const QString& text)
     return CheckFolderPath(role, text, PathSyntax::Native());
 }
 
-QString NotGiven(const QString& field) { return field + "を指定してください。"; }
-QString TooLong(const QString& field, const QString& text)
-{
-    return field + "の指定が無効です。\nファイルパスが許容値を超えています。\n" + text;
-}
 QString CanonicalTooLong(const QString& field, const QString& path)
 {
     return "内部処理後のファイルパスが許容値を超えています。\n" + field + " : " + path;
@@ -59,172 +54,124 @@ void TestFolderChecks::initTestCase()
     QLoggingCategory::setFilterRules("dravik.validation.debug=false");
     if (QDir::separator() != u'/')
         QSKIP("written for a slash-separated platform");
-    QVERIFY(m_tmp.isValid());
     m_base = QDir(m_tmp.path()).canonicalPath();
-    QVERIFY(!m_base.endsWith('/'));
-}
-
-QString TestFolderChecks::Make(const QString& relative) const
-{
-    const QString path = m_base + '/' + relative;
-    if (!QDir().mkpath(path))
-        qFatal("cannot create %s", qPrintable(path));
-    return path;
+    QVERIFY(QDir().mkpath(m_base + "/in") && QDir().mkpath(m_base + "/files"));
+    QFile file(m_base + "/files/photo.jpg");
+    QVERIFY(file.open(QIODevice::WriteOnly));
 }
 
 QString TestFolderChecks::PathOfLength(qsizetype length) const
 {
     QString path = m_base;
-    qsizetype rest = length - path.size();
-    while (rest > 0) {
+    while (path.size() < length) {
         // Each element costs its name plus one separator; never leave a single character over.
-        qsizetype name = rest <= 61 ? rest - 1 : (rest - 61 == 1 ? 59 : 60);
-        path += '/' + QString(name, QChar(char16_t(u'a' + path.size() % 26)));
-        rest -= name + 1;
+        const qsizetype rest = length - path.size();
+        path += '/' + QString(rest <= 61 ? rest - 1 : (rest == 62 ? 59 : 60), QChar(char16_t(u'a' + path.size() % 26)));
     }
-    Q_ASSERT(path.size() == length);
     return path;
 }
 
-void TestFolderChecks::acceptsAndCanonicalises()
+void TestFolderChecks::checks_data()
 {
-    const QString folder = Make("in");
-    QFile marker(folder + "/keep.txt");
-    QVERIFY(marker.open(QIODevice::WriteOnly));
-    marker.close();
-    const QString canonical = folder + '/';
-
-    const QStringList forms{folder, folder + '/', "  " + m_base + "\\in  ", "\t" + folder + "/\n",
-                            m_base + "/in\\"};
-    for (FolderRole role : {FolderRole::Input, FolderRole::Output}) {
-        for (const QString& form : forms) {
-            const FolderCheckResult r = Check(role, form);
-            QVERIFY2(r.Accepted(), qPrintable(form + " -> " + r.refusal));
-            QCOMPARE(r.path, canonical);
-        }
+    QTest::addColumn<bool>("output");
+    QTest::addColumn<QString>("text");      // "~" stands for the temporary folder
+    QTest::addColumn<QString>("refusal");
+    QTest::addColumn<QString>("path");      // the text afterwards
+    QTest::addColumn<bool>("windows");
+    for (const QString& form : {"~/in", "~/in/", "  ~\\in  ", "\t~/in/\n", "~/in\\"}) {
+        QTest::newRow(qPrintable("input " + form)) << false << form << "" << "~/in/" << false;
+        QTest::newRow(qPrintable("output " + form)) << true << form << "" << "~/in/" << false;
     }
-    // An existing output folder is used as it is.
-    QVERIFY(QFileInfo::exists(folder + "/keep.txt"));
-    // The root is already canonical.
-    QCOMPARE(Check(FolderRole::Input, "/").path, QString("/"));
+    QTest::newRow("root") << false << "/" << "" << "/" << false;
+    QTest::newRow("input blank") << false << " \t\n" << kIn + "を指定してください。" << " \t\n" << false;
+    QTest::newRow("output empty") << true << "" << kOut + "を指定してください。" << "" << false;
+    QTest::newRow("input missing") << false << " ~/missing\\deeper" << kIn + "が存在しませんでした。\n~/missing/deeper/" << " ~/missing/deeper" << false;
+    QTest::newRow("output created") << true << "~/new\\deeper" << "" << "~/new/deeper/" << false;
+    QTest::newRow("input file") << false << "~/files/photo.jpg" << kIn + "でフォルダーを指定していません。\nフォルダーを指定してください。" << "~/files/photo.jpg" << false;
+    QTest::newRow("output file") << true << "~/files/photo.jpg" << kOut + "はフォルダーではありませんでした。" << "~/files/photo.jpg" << false;
+    QTest::newRow("output below a file") << true << "~/files/photo.jpg/sub" << kOut + "を生成出来ませんでした。" << "~/files/photo.jpg/sub" << false;
+    QTest::newRow("output colon") << true << "~/a:b" << kOut + "の指定が無効です。\nドライブ指定以外で「:」が使用されていました。」\n~/a:b/" << "~/a:b" << false;
+    QTest::newRow("output parent") << true << "~\\x\\..\\y" << "指定されたパスには、使用できないフォルダー名\"..\"が含まれています" << "~/x/../y" << false;
+    QTest::newRow("windows slashes") << false << " C:/Images " << kIn + "が存在しませんでした。\nC:\\Images\\" << " C:\\Images " << true;
+    QTest::newRow("windows bare drive") << false << "C:" << kIn + "が存在しませんでした。\nC:\\" << "C:" << true;
+    QTest::newRow("windows current drive") << false << "/Images" << kIn + "が存在しませんでした。\n\\Images\\" << "\\Images" << true;
+    QTest::newRow("windows unc") << false << "\\\\server\\share" << kIn + "が存在しませんでした。\n\\\\server\\share\\" << "\\\\server\\share" << true;
 }
 
-void TestFolderChecks::emptyOrBlank()
+// Accepted texts become the canonical folder (a missing output folder is created); refused
+// ones keep only their separators normalised, and nothing is created for them.
+void TestFolderChecks::checks()
 {
-    for (const QString& text : {QString(), QString("   "), QString("\t \n")}) {
-        const FolderCheckResult in = Check(FolderRole::Input, text);
-        QCOMPARE(in.refusal, NotGiven(kIn));
-        QCOMPARE(in.path, text);
-        QCOMPARE(Check(FolderRole::Output, text).refusal, NotGiven(kOut));
-    }
+    QFETCH(bool, output);
+    QFETCH(QString, text);
+    QFETCH(QString, refusal);
+    QFETCH(QString, path);
+    QFETCH(bool, windows);
+    const FolderRole role = output ? FolderRole::Output : FolderRole::Input;
+    const FolderCheckResult r = CheckFolderPath(role, text.replace('~', m_base), windows ? PathSyntax::Windows() : PathSyntax::Native());
+    QCOMPARE(r.refusal, refusal.replace('~', m_base));
+    QCOMPARE(r.path, path.replace('~', m_base));
+    QCOMPARE(QFileInfo(r.path).isDir(), r.Accepted());
+    QVERIFY(!QFileInfo::exists(m_base + "/missing") && !QFileInfo::exists(m_base + "/a:b") && !QFileInfo::exists(m_base + "/x"));
 }
 
+// The raw text may hold 255 characters; the canonical path, separator included, as well.
 void TestFolderChecks::lengthLimits()
 {
-    // The raw text counts, blanks and all; a refused text is left exactly as it was.
     const QString padded = m_base + "\\x" + QString(256 - m_base.size() - 2, ' ');
-    QCOMPARE(padded.size(), 256);
-    FolderCheckResult r = Check(FolderRole::Input, padded);
-    QCOMPARE(r.refusal, TooLong(kIn, padded));
-    QCOMPARE(r.path, padded);
-    QCOMPARE(Check(FolderRole::Output, padded).refusal, TooLong(kOut, padded));
+    for (const auto& [role, field] : {std::pair{FolderRole::Input, kIn}, std::pair{FolderRole::Output, kOut}}) {
+        const FolderCheckResult r = Check(role, padded);
+        QCOMPARE(r.refusal, field + "の指定が無効です。\nファイルパスが許容値を超えています。\n" + padded);
+        QCOMPARE(r.path, padded);
+    }
     QVERIFY(!QFileInfo::exists(m_base + "/x"));
-
-    const QString over = PathOfLength(256);
-    QCOMPARE(Check(FolderRole::Output, over).refusal, TooLong(kOut, over));
-    QVERIFY(!QFileInfo::exists(over));
-
-    // 255 characters pass the first check, but the appended separator carries them over.
     const QString limit = PathOfLength(255);
     QVERIFY(QDir().mkpath(limit));
     QCOMPARE(Check(FolderRole::Input, limit).refusal, CanonicalTooLong(kIn, limit + '/'));
-    r = Check(FolderRole::Output, limit);
-    QCOMPARE(r.refusal, CanonicalTooLong(kOut, limit + '/'));
-    QCOMPARE(r.path, limit);
-
-    // With its separator already there, 255 is accepted.
     const QString below = PathOfLength(254);
     QVERIFY(QDir().mkpath(below));
-    r = Check(FolderRole::Input, below + '/');
-    QVERIFY2(r.Accepted(), qPrintable(r.refusal));
-    QCOMPARE(r.path.size(), 255);
-
+    QVERIFY(Check(FolderRole::Input, below + '/').Accepted());
     // A new output folder of 255 characters is created even though the check then refuses it.
     const QString fresh = PathOfLength(255).replace(m_base.size() + 1, 1, "z");
-    QVERIFY(!QFileInfo::exists(fresh));
     QCOMPARE(Check(FolderRole::Output, fresh).refusal, CanonicalTooLong(kOut, fresh + '/'));
     QVERIFY(QFileInfo(fresh).isDir());
 }
 
-void TestFolderChecks::missingFolder()
+void TestFolderChecks::refusalsShowOneStandardBox()
 {
-    const QString missing = m_base + "/missing\\deeper";
-    const QString canonical = m_base + "/missing/deeper/";
-    const FolderCheckResult in = Check(FolderRole::Input, " " + missing);
-    QCOMPARE(in.refusal, kIn + "が存在しませんでした。\n" + canonical);
-    // After a refusal the text keeps the separator normalisation, nothing more.
-    QCOMPARE(in.path, " " + m_base + "/missing/deeper");
-    QVERIFY(!QFileInfo::exists(m_base + "/missing"));
-
-    const FolderCheckResult out = Check(FolderRole::Output, missing);
-    QVERIFY2(out.Accepted(), qPrintable(out.refusal));
-    QCOMPARE(out.path, canonical);
-    QVERIFY(QFileInfo(canonical).isDir());
+    QWidget window;
+    ModalCloser closer;
+    QVERIFY(!IsValidPathName(&window, "relative/", "入力フォルダー"));
+    QVERIFY(!UnusableFolderPath(&window, "/a", "lpt2"));
+    bool accepted = true;
+    QThread *worker = QThread::create([&] { accepted = UnusableFileName(&window, "nul.png"); });
+    worker->start();
+    QTRY_VERIFY_WITH_TIMEOUT(worker->isFinished(), 10000);
+    delete worker;
+    QVERIFY(!accepted);
+    QVERIFY(IsValidPathName(nullptr, "/", "入力フォルダー") && UnusableFileName(nullptr, "photo.jpg"));
+    QCOMPARE(closer.texts, QStringList({"入力フォルダーの指定が無効です。\n絶対パスではありませんでした。\nrelative/",
+                                        "指定されたパスには、使用できないフォルダー名\"LPT2\"が含まれています",
+                                        "指定されたファイル名には、使用できない文字\"NUL\"が含まれています"}));
+    QCOMPARE(closer.titles, QStringList(3, "Dravik for Desktop"));
+    QCOMPARE(closer.buttonTexts, QStringList(3, "OK"));
 }
 
-void TestFolderChecks::fileInsteadOfFolder()
+// A refused folder keeps its text with normalised separators; an accepted one becomes the
+// canonical folder.
+void TestFolderChecks::folderChecksUpdateTheCallersText()
 {
-    const QString file = Make("files") + "/photo.jpg";
-    QFile f(file);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.close();
-
-    QCOMPARE(Check(FolderRole::Input, file).refusal,
-             kIn + "でフォルダーを指定していません。\nフォルダーを指定してください。");
-    QCOMPARE(Check(FolderRole::Output, file).refusal, kOut + "はフォルダーではありませんでした。");
-    // A folder below a file cannot be made; this message carries no path.
-    QCOMPARE(Check(FolderRole::Output, file + "/sub").refusal, kOut + "を生成出来ませんでした。");
-    QVERIFY(QFileInfo(file).isFile());
+    QTemporaryDir tmp;
+    const QString base = QDir(tmp.path()).canonicalPath();
+    ModalCloser closer;
+    QString input = " " + base + "/missing\\x ";
+    QVERIFY(!CheckInputFolderPath(nullptr, input));
+    QCOMPARE(input, " " + base + "/missing/x ");
+    QString output = base + "/new\\out";
+    QVERIFY(CheckOutputFolderPath(nullptr, output));
+    QCOMPARE(output, base + "/new/out/");
+    QCOMPARE(closer.texts, QStringList{"入力フォルダーが存在しませんでした。\n" + base + "/missing/x/"});
 }
 
-void TestFolderChecks::refusedByPathRules()
-{
-    // The path rules speak with the field name of the check, and nothing is created.
-    const QString colon = m_base + "/a:b";
-    FolderCheckResult r = Check(FolderRole::Output, colon);
-    QCOMPARE(r.refusal, kOut + "の指定が無効です。\nドライブ指定以外で「:」が使用されていました。」\n" + colon + '/');
-    QVERIFY(!QFileInfo::exists(colon));
-
-    r = Check(FolderRole::Output, m_base + "\\x\\..\\y");
-    QCOMPARE(r.refusal, QString("指定されたパスには、使用できないフォルダー名\"..\"が含まれています"));
-    QCOMPARE(r.path, m_base + "/x/../y");
-    QVERIFY(!QFileInfo::exists(m_base + "/x"));
-    QVERIFY(!QFileInfo::exists(m_base + "/y"));
-
-}
-
-void TestFolderChecks::windowsSyntax()
-{
-    const PathSyntax win = PathSyntax::Windows();
-    // Slashes and blanks are normalised; the (absent) folder is reported in canonical form.
-    FolderCheckResult r = CheckFolderPath(FolderRole::Input, " C:/Images ", win);
-    QCOMPARE(r.refusal, kIn + "が存在しませんでした。\nC:\\Images\\");
-    QCOMPARE(r.path, QString(" C:\\Images "));
-
-    r = CheckFolderPath(FolderRole::Input, "C:\\a:b", win);
-    QCOMPARE(r.refusal, kIn + "の指定が無効です。\nドライブ指定以外で「:」が使用されていました。」\nC:\\a:b\\");
-
-    // The appended separator turns a bare drive into its root.
-    r = CheckFolderPath(FolderRole::Input, "C:", win);
-    QCOMPARE(r.refusal, kIn + "が存在しませんでした。\nC:\\");
-
-    // From the root of the current drive: accepted by the path rules, so the disk is asked.
-    r = CheckFolderPath(FolderRole::Input, "/Images", win);
-    QCOMPARE(r.refusal, kIn + "が存在しませんでした。\n\\Images\\");
-
-    r = CheckFolderPath(FolderRole::Input, "\\\\server\\share", win);
-    QCOMPARE(r.refusal, kIn + "が存在しませんでした。\n\\\\server\\share\\");
-}
-
-QTEST_APPLESS_MAIN(TestFolderChecks)
+QTEST_MAIN(TestFolderChecks)
 #include "tst_folderchecks.moc"

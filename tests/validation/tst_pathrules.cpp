@@ -1,23 +1,21 @@
+#include "validation/namerules.h"
 #include "validation/pathrules.h"
 
-#include <QDir>
 #include <QLoggingCategory>
 #include <QtTest>
 
-// The path-name rules through both syntaxes: the Windows forms with the Windows syntax, and
-// the same situations written for the platform the tests run on with the native syntax.
+// The path and name rules on Windows paths through the Windows syntax, plus the same
+// situations in the syntax of the platform the tests run on.
 class TestPathRules : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { QLoggingCategory::setFilterRules("dravik.validation.debug=false"); }
-    void windowsPaths_data();
-    void windowsPaths();
-    void nativePaths_data();
-    void nativePaths();
-    void unusableCharacters();
-    void changePathDelimiter();
+    void rules_data();
+    void rules();
+    void everyReservedNameInEveryCase();
+    void unusableCharactersAndSeparators();
 };
 
 namespace {
@@ -25,166 +23,123 @@ namespace {
 const QString kField = QStringLiteral("入力フォルダー");
 
 // Expected texts are spelled out here rather than taken from the code under test.
+QString Invalid(const QString& reason, const QString& path)
+{
+    return kField + "の指定が無効です。\n" + reason + "\n" + path;
+}
 QString Unusable(const QString& path)
 {
     return "Unusable characters : " + kField + "\n使用不可の文字が使用されています。\n" + path;
-}
-QString Pair(const QString& path, const QString& pair)
-{
-    return kField + "の指定が無効です。\nUNCパスの先頭以外で「" + pair + "」が使用されています。\n" + path;
-}
-QString Device(const QString& path, const QString& prefix)
-{
-    return kField + "の指定が無効です。\nUNCパスに「" + prefix + "」が使用されています。\n" + path;
-}
-QString Server(const QString& path)
-{
-    return kField + "の指定が無効です。\nUNCパスにアルファベットや数字以外が使用されています。\n" + path;
-}
-QString NoRoot(const QString& path)
-{
-    return kField + "の指定が無効です。\nルート指定ではありませんでした。\n" + path;
-}
-QString Colon(const QString& path)
-{
-    return kField + "の指定が無効です。\nドライブ指定以外で「:」が使用されていました。」\n" + path;
-}
-QString Relative(const QString& path)
-{
-    return kField + "の指定が無効です。\n相対パスが使用されていました。\n" + path;
-}
-QString NotAbsolute(const QString& path)
-{
-    return kField + "の指定が無効です。\n絶対パスではありませんでした。\n" + path;
 }
 QString Folder(const QString& entry)
 {
     return "指定されたパスには、使用できないフォルダー名\"" + entry + "\"が含まれています";
 }
-
-void AddRow(const char* name, const QString& path, const QString& expected)
+QString File(const QString& entry)
 {
-    QTest::newRow(name) << path << expected;
+    return "指定されたファイル名には、使用できない文字\"" + entry + "\"が含まれています";
+}
+const QString kColon = QStringLiteral("ドライブ指定以外で「:」が使用されていました。」");
+const QString kNoRoot = QStringLiteral("ルート指定ではありませんでした。");
+const QString kRelative = QStringLiteral("相対パスが使用されていました。");
+const QString kNotAbsolute = QStringLiteral("絶対パスではありませんでした。");
+const QString kPair = QStringLiteral("UNCパスの先頭以外で「\\\\」が使用されています。");
+
+// The rule a row goes through: P the path rules, F the folder names (of one path, or of two
+// split at "|"), N a file name; a lower-case letter uses the native syntax.
+QString Apply(char rule, const QString& text)
+{
+    const PathSyntax syntax = QChar(rule).isUpper() ? PathSyntax::Windows() : PathSyntax::Native();
+    switch (QChar(rule).toUpper().toLatin1()) {
+    case 'P': return PathNameRefusal(text, kField, syntax);
+    case 'F': return FolderPathRefusal(text.section('|', 0, 0), text.section('|', 1), syntax);
+    default: return FileNameRefusal(text, syntax);
+    }
 }
 
 } // namespace
 
-void TestPathRules::windowsPaths_data()
+void TestPathRules::rules_data()
 {
-    QTest::addColumn<QString>("path");
+    QTest::addColumn<char>("rule");
+    QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("expected");
-
-    // Drive form.
-    AddRow("drive root", R"(C:\Images\)", {});
-    AddRow("bare drive", "C:", NoRoot("C:"));
-    AddRow("drive without root", R"(C:Images\)", NoRoot(R"(C:Images\)"));
-    AddRow("second colon", R"(C:\a:b\)", Colon(R"(C:\a:b\)"));
-    AddRow("colon without drive", R"(Images:x\)", Colon(R"(Images:x\)"));
-    AddRow("non-ascii drive letter", u"Ä:\\x\\"_qs, Colon(u"Ä:\\x\\"_qs));
-
-    // Doubled separators and UNC form.
-    AddRow("pair inside drive path", R"(C:\a\\b\)", Pair(R"(C:\a\\b\)", R"(\\)"));
-    AddRow("unc", R"(\\server\share\)", {});
-    AddRow("unc second pair", R"(\\server\\share\)", Pair(R"(\\server\\share\)", R"(\\)"));
-    AddRow("unc device namespace", R"(\\.\C:\)", Device(R"(\\.\C:\)", R"(\\.\)"));
-    AddRow("unc question prefix", R"(\\?\C:\)", Unusable(R"(\\?\C:\)"));
-    AddRow("unc bad server start", R"(\\-srv\share\)", Server(R"(\\-srv\share\)"));
-    AddRow("unc dot server", R"(\\.srv\)", Server(R"(\\.srv\)"));
-    AddRow("unc reserved share", R"(\\server\con\)", Folder("CON"));
-    AddRow("unc colon", R"(\\server\a:b\)", Colon(R"(\\server\a:b\)"));
-
-    // Characters; the first failing rule wins, so these never reach the later rules.
-    AddRow("tab", "C:\\a\tb\\", Unusable("C:\\a\tb\\"));
-    AddRow("nul character", QString("C:\\a") + QChar(0) + "\\", Unusable(QString("C:\\a") + QChar(0) + "\\"));
-    AddRow("space is usable", R"(C:\my images\)", {});
-    AddRow("vertical bar", R"(C:\a|b\)", Unusable(R"(C:\a|b\)"));
-    AddRow("unusable before pair", R"(C:\a\\|\)", Unusable(R"(C:\a\\|\)"));
-
-    // Elements: dots, parent folders, reserved device names.
-    AddRow("dot element", R"(C:\a\.\b\)", Relative(R"(C:\a\.\b\)"));
-    AddRow("element ending in dot", R"(C:\name.\)", Relative(R"(C:\name.\)"));
-    AddRow("parent element", R"(C:\a\..\b\)", Folder(".."));
-    AddRow("reserved con", R"(C:\CON\)", Folder("CON"));
-    AddRow("reserved lpt1 lower case", R"(C:\Data\lpt1\)", Folder("LPT1"));
-    AddRow("reserved com0", R"(C:\Com0\)", Folder("COM0"));
-    AddRow("reserved with extension", R"(C:\CON.txt\)", {});
-    AddRow("com10", R"(C:\COM10\)", {});
-    AddRow("first reserved element reported", R"(C:\aux\prn\)", Folder("AUX"));
-
-    // Relative and short paths.
-    AddRow("relative", R"(Images\)", NotAbsolute(R"(Images\)"));
-    AddRow("empty", "", NotAbsolute(""));
-    AddRow("dot root", R"(.\)", Relative(R"(.\)"));
-    // A leading separator names the root of the current drive, which Windows counts as absolute.
-    AddRow("root of the current drive", R"(\Images\)", {});
-    AddRow("current-drive root with dot element", R"(\a\.\)", Relative(R"(\a\.\)"));
+    const auto row = [](const char* name, char rule, const QString& text, const QString& expected) {
+        QTest::newRow(name) << rule << text << expected;
+    };
+    row("drive root", 'P', R"(C:\Images\)", {});
+    row("bare drive", 'P', "C:", Invalid(kNoRoot, "C:"));
+    row("drive without root", 'P', R"(C:Images\)", Invalid(kNoRoot, R"(C:Images\)"));
+    row("second colon", 'P', R"(C:\a:b\)", Invalid(kColon, R"(C:\a:b\)"));
+    row("pair inside drive path", 'P', R"(C:\a\\b\)", Invalid(kPair, R"(C:\a\\b\)"));
+    row("unc", 'P', R"(\\server\share\)", {});
+    row("unc second pair", 'P', R"(\\server\\share\)", Invalid(kPair, R"(\\server\\share\)"));
+    row("unc device namespace", 'P', R"(\\.\C:\)", Invalid("UNCパスに「\\\\.\\」が使用されています。", R"(\\.\C:\)"));
+    row("unc question prefix", 'P', R"(\\?\C:\)", Unusable(R"(\\?\C:\)"));
+    row("unc reserved share", 'P', R"(\\server\con\)", Folder("CON"));
+    row("tab", 'P', "C:\\a\tb\\", Unusable("C:\\a\tb\\"));
+    row("unusable before pair", 'P', R"(C:\a\\|\)", Unusable(R"(C:\a\\|\)"));
+    row("dot element", 'P', R"(C:\a\.\b\)", Invalid(kRelative, R"(C:\a\.\b\)"));
+    row("parent element", 'P', R"(C:\a\..\b\)", Folder(".."));
+    row("reserved with extension", 'P', R"(C:\CON.txt\)", {});
+    row("com10", 'P', R"(C:\COM10\)", {});
+    row("first reserved element", 'P', R"(C:\aux\prn\)", Folder("AUX"));
+    row("relative", 'P', R"(Images\)", Invalid(kNotAbsolute, R"(Images\)"));
+    row("root of the current drive", 'P', R"(\Images\)", {});
+    row("parent before device", 'F', R"(C:\..\aux\)", Folder(".."));
+    row("second path", 'F', R"(C:\in\|sub\Lpt3)", Folder("LPT3"));
+    row("first path before second", 'F', R"(C:\com1\|sub\aux)", Folder("COM1"));
+    row("full-width", 'F', u"C:\\ＣＯＮ\\"_qs, {});
+    row("console", 'N', "CONSOLE.txt", {});
+    row("trailing dot", 'N', "aux.", File("AUX"));
+    row("separator first", 'N', R"(sub\con.jpg)", "ファイル名の処理の部分にファイルパスが入っています。");
+#ifndef Q_OS_WIN
+    row("native absolute", 'p', "/home/user/Images/", {});
+    row("native drive form", 'p', "C:/Images/", Invalid(kNotAbsolute, "C:/Images/"));
+    row("native pair", 'p', "/home//b/", Invalid("UNCパスの先頭以外で「//」が使用されています。", "/home//b/"));
+    row("native reserved", 'f', "/home/Aux/", Folder("AUX"));
+    row("native file path", 'n', "a/b.webp", "ファイル名の処理の部分にファイルパスが入っています。");
+#endif
 }
 
-void TestPathRules::windowsPaths()
+// Each rule's refusal text, or none, on one path or name.
+void TestPathRules::rules()
 {
-    QFETCH(QString, path);
+    QFETCH(char, rule);
+    QFETCH(QString, text);
     QFETCH(QString, expected);
-    QCOMPARE(PathNameRefusal(path, kField, PathSyntax::Windows()), expected);
+    QCOMPARE(Apply(rule, text), expected);
 }
 
-void TestPathRules::nativePaths_data()
+// Every device name in three cases, bare or before one extension, as a folder and a file.
+void TestPathRules::everyReservedNameInEveryCase()
 {
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("expected");
-    if (QDir::separator() != u'/')
-        return;
-
-    AddRow("absolute", "/home/user/Images/", {});
-    AddRow("drive form is relative here", "C:/Images/", NotAbsolute("C:/Images/"));
-    AddRow("drive without root", "C:Images/", NoRoot("C:Images/"));
-    AddRow("pair", "/home//b/", Pair("/home//b/", "//"));
-    AddRow("reserved", "/home/Con/", Folder("CON"));
-    // A backslash is an ordinary character to the rules where it is no separator.
-    AddRow("backslash", "/home/a\\b/", {});
+    QStringList names{"AUX", "CON", "NUL", "PRN"};
+    for (int i = 0; i <= 9; ++i)
+        names << QStringLiteral("COM%1").arg(i) << QStringLiteral("LPT%1").arg(i);
+    for (const QString& name : names) {
+        for (const QString& form : {name, name.toLower(), name.left(1) + name.mid(1).toLower()}) {
+            QCOMPARE(Apply('F', R"(C:\a\)" + form + R"(\b\)"), Folder(name));
+            QCOMPARE(Apply('N', form + ".jpg"), File(name));
+            QCOMPARE(Apply('N', form), File(name));
+            QCOMPARE(Apply('N', form + ".tar.gz"), QString());
+        }
+    }
 }
 
-void TestPathRules::nativePaths()
+// Characters refused everywhere, and separators and the colon only where the flag says;
+// separators become the syntax's own.
+void TestPathRules::unusableCharactersAndSeparators()
 {
-    if (QDir::separator() != u'/')
-        QSKIP("native rows are written for a slash-separated platform");
-    QFETCH(QString, path);
-    QFETCH(QString, expected);
-    QCOMPARE(PathNameRefusal(path, kField, PathSyntax::Native()), expected);
-}
-
-void TestPathRules::unusableCharacters()
-{
-    QVERIFY(HasNoUnusableCharacters(QString(), false));
+    for (const QChar ch : u"?*\"<>|\\/:"_qs) {
+        const bool separator = QStringLiteral("\\/:").contains(ch);
+        QCOMPARE(HasNoUnusableCharacters("ab" + QString(ch) + "cd", false), separator);
+        QVERIFY(!HasNoUnusableCharacters("ab" + QString(ch) + "cd", true));
+    }
     QVERIFY(HasNoUnusableCharacters(u"_small-ñ 日本 .+[]()"_qs, true));
-    for (const QChar ch : u"?*\"<>|"_qs) {
-        const QString text = "ab" + QString(ch) + "cd";
-        QVERIFY2(!HasNoUnusableCharacters(text, false), qPrintable(text));
-        QVERIFY2(!HasNoUnusableCharacters(text, true), qPrintable(text));
-    }
-    // Separators and the colon count only with the flag.
-    for (const QChar ch : u"\\/:"_qs) {
-        const QString text = "ab" + QString(ch) + "cd";
-        QVERIFY2(HasNoUnusableCharacters(text, false), qPrintable(text));
-        QVERIFY2(!HasNoUnusableCharacters(text, true), qPrintable(text));
-    }
-    QVERIFY(!HasNoUnusableCharacters("??", false));
-    QVERIFY(!HasNoUnusableCharacters("|", false));
-}
-
-void TestPathRules::changePathDelimiter()
-{
     QString windows = R"(C:/a\b//c\\d/)";
     ChangePathDelimiter(windows, PathSyntax::Windows());
     QCOMPARE(windows, QString(R"(C:\a\b\\c\\d\)"));
-
-    QString native = R"(/home\user/x\)";
-    ChangePathDelimiter(native);
-    const QChar s = QDir::separator();
-    QCOMPARE(native, QString(s) + "home" + s + "user" + s + "x" + s);
-
-    QString plain = u"日本語 name"_qs;
-    ChangePathDelimiter(plain);
-    QCOMPARE(plain, u"日本語 name"_qs);
 }
 
 QTEST_APPLESS_MAIN(TestPathRules)
