@@ -30,7 +30,7 @@ e01|engine|engine/options.cpp|s/parseInt\(v, 1, 8\)/parseInt(v, 1, 9)/
 e02|engine|engine/options.cpp|s/\{"-resizenozoom"/{"-resizenozom"/
 e03|engine|engine/exitcodes.h|s/SizeLimit = 94/SizeLimit = 84/
 e04|engine|engine/resize.cpp|s/std::max\(1, int\(std::lround/std::max(0, int(std::lround/
-e05|engine|engine/quality.cpp|s/kWebpLosslessLevels = 3/kWebpLosslessLevels = 2/
+e05|engine|engine/quality.cpp|s/kSafetyFactor = 0.8/kSafetyFactor = 1.0/
 e06|engine|engine/sizelimit.cpp|s/return tried\[lo\];/return tried[hi];/
 e07|engine|engine/atomicwrite.cpp|s/if \(::rename\(temp.c_str\(\), path.c_str\(\)\) != 0\)/if (false)/
 e08|engine|engine/paths.cpp|s/\(f == Format::Jpeg && endsWithNoCase\(o.out, ".jpeg"\)\)/false/
@@ -69,7 +69,7 @@ m06|mainwindow|mainwindow/pagetabs.cpp|s/setEnabled\(detailsOpen && i == current
 d01|dialogs|dialogs/resultsummary.cpp|s/while \(divisor <= bytes \/ 1024/while (divisor < bytes \/ 1024/
 d02|dialogs|dialogs/resultsummary.cpp|s/100.0 - saved, 'f', 1\)/100.0 - saved, 'f', 2)/
 d03|dialogs|dialogs/batchtree.cpp|s/return checkedChildren > 0 \? Qt::Unchecked : Qt::Checked;/return checkedChildren > 0 ? Qt::Checked : Qt::Unchecked;/
-d04|dialogs|dialogs/progressbardialog.cpp|s/\n    flags.SetQuestionShowing\(false\);\n}\n\nvoid ProgressBarDialog::ProgressDone/\n}\n\nvoid ProgressBarDialog::ProgressDone/
+d04|dialogs|dialogs/stopquestion.cpp|s/\n    flags.SetQuestionShowing\(false\);\n    return stop;/\n    return stop;/
 d05|dialogs|dialogs/batchsettingdialog.cpp|s/static_cast<QKeyEvent\*>\(event\)->key\(\) == Qt::Key_Space/false/
 d06|dialogs|dialogs/resultdialog.cpp|s/entry->setData\(folder\);//
 r01|app|resources/CMakeLists.txt|s/\n\s*lumenodarkstyle\/lumeno_dark_DKDesktop_Overwrite.qss//

@@ -253,7 +253,11 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
         return from.first + int(from.second > aim ? std::ceil(steps) : std::floor(steps));
     };
     int next = std::clamp(guess, shape.lo, shape.hi);
-    while (trials < shape.maxTrials) {
+    // Where the caller's only fallback is the highest setting (the largest file), a few
+    // more trials to find a pass cost far less than that file; noisy scores on smooth
+    // images can otherwise leave the capped search without one.
+    const int trialLimit = shape.giveUp ? shape.maxTrials : 2 * shape.maxTrials;
+    while (trials < shape.maxTrials || (!pass && trials < trialLimit)) {
         const double score = scoreAt(next);
         ++trials;
         if (score <= target) {

@@ -3,7 +3,7 @@
 #include "app/aboutdialog.h"
 #include "app/singleinstance.h"
 #include "app/themes.h"
-#include "tests/mainwindow/modalcloser.h"
+#include "tests/mainwindow/modalscript.h"
 #include "widgets/dk_label.h"
 
 #include <QLabel>
@@ -118,7 +118,8 @@ private slots:
         QCOMPARE(dialog.findChild<QLabel*>("label_5")->text(), QStringLiteral("Version 3.2.1"));
         QTest::keyClick(&dialog, Qt::Key_Return);
         QVERIFY(dialog.isVisible());
-        ModalCloser closer;
+        ModalScript closer;
+        closer.Box();
         QTest::mouseClick(dialog.findChild<DK_Label*>("label_6"), Qt::LeftButton);
         QTRY_COMPARE(closer.texts, QStringList{"URLを開くことができませんでした。"});
         QTest::keyClick(&dialog, Qt::Key_Escape);

@@ -27,14 +27,14 @@ VImage flatGraphic(int w, int h) {
 // A slow, low-contrast gradient with faint grain: where blocking and banding show first.
 VImage smoothGradient(int w, int h) {
     const VImage xy = VImage::xyz(w, h);
-    const VImage grain = VImage::gaussnoise(w, h, VImage::option()->set("sigma", 1.5)->set("mean", 0.0));
+    const VImage grain = VImage::gaussnoise(w, h, VImage::option()->set("sigma", 1.5)->set("mean", 0.0)->set("seed", 7));
     return srgb(VImage::bandjoin(std::vector<VImage>{xy[0] * (30.0 / w) + 110, xy[1] * (24.0 / h) + 140,
                                                      (xy[0] + xy[1]) * (16.0 / (w + h)) + 190}) + grain);
 }
 
 // Fine noise over a mid tone: texture that hides errors and costs bytes.
 VImage noisyTexture(int w, int h) {
-    const VImage noise = VImage::gaussnoise(w, h, VImage::option()->set("sigma", 28.0)->set("mean", 128.0));
+    const VImage noise = VImage::gaussnoise(w, h, VImage::option()->set("sigma", 28.0)->set("mean", 128.0)->set("seed", 11));
     return srgb(VImage::bandjoin(std::vector<VImage>{noise, noise * 0.8 + VImage::xyz(w, h)[0] * (60.0 / w), noise * 0.6 + 40}));
 }
 

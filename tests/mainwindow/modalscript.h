@@ -40,6 +40,7 @@ public:
             QAbstractButton* chosen = !box ? nullptr : box->buttons().size() == 1 ? box->buttons().first() : box->button(button);
             if (chosen) {
                 Record(box->text(), box->buttons());
+                titles.append(box->windowTitle());
                 chosen->click();
             }
             return chosen != nullptr;
@@ -108,6 +109,7 @@ public:
 
     QStringList texts;       // each window's text (a box's message, a name dialog's text, a file dialog's title)
     QStringList buttonTexts; // every button of every box and name dialog, in order
+    QStringList titles;      // each message box's title
     int unexpected = 0;
 
 private:

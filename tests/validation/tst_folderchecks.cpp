@@ -1,4 +1,4 @@
-#include "tests/mainwindow/modalcloser.h"
+#include "tests/mainwindow/modalscript.h"
 #include "validation/folderchecks.h"
 #include "validation/namerules.h"
 #include "validation/pathrules.h"
@@ -140,7 +140,8 @@ void TestFolderChecks::lengthLimits()
 void TestFolderChecks::refusalsShowOneStandardBox()
 {
     QWidget window;
-    ModalCloser closer;
+    ModalScript closer;
+    closer.Box().Box().Box();
     QVERIFY(!IsValidPathName(&window, "relative/", "入力フォルダー"));
     QVERIFY(!UnusableFolderPath(&window, "/a", "lpt2"));
     bool accepted = true;
@@ -163,7 +164,8 @@ void TestFolderChecks::folderChecksUpdateTheCallersText()
 {
     QTemporaryDir tmp;
     const QString base = QDir(tmp.path()).canonicalPath();
-    ModalCloser closer;
+    ModalScript closer;
+    closer.Box();
     QString input = " " + base + "/missing\\x ";
     QVERIFY(!CheckInputFolderPath(nullptr, input));
     QCOMPARE(input, " " + base + "/missing/x ");
