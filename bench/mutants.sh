@@ -35,7 +35,7 @@ e06|engine|engine/sizelimit.cpp|s/return tried\[lo\];/return tried[hi];/
 e07|engine|engine/atomicwrite.cpp|s/if \(::rename\(temp.c_str\(\), path.c_str\(\)\) != 0\)/if (false)/
 e08|engine|engine/paths.cpp|s/\(f == Format::Jpeg && endsWithNoCase\(o.out, ".jpeg"\)\)/false/
 e09|engine|engine/exitcodes.cpp|s/if \(c == '\\n' \|\| c == '\\r'\)/if (c == '\\r')/
-e10|engine|engine/resize.cpp|s/if \(factor >= 4\)/if (factor >= 3)/
+e10|engine|engine/resize.cpp|s/Kernel::Quality \? 2.0 : 1.0/Kernel::Quality ? 1.5 : 1.0/
 e11|engine|engine/stamp.cpp|s/o.stampOpacity \/ 100.0/o.stampOpacity \/ 90.0/
 e12|engine|engine/marks.cpp|s/kKeyword\[\] = "DravikMark"/kKeyword[] = "DravikMarc"/
 p01|pipeline|pipeline/processor.cpp|s/case 82: case 90:/case 90:/
