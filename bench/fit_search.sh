@@ -25,17 +25,8 @@ inputs=("$@")
 work=$(mktemp -d "${TMPDIR:-/tmp}/dravik-fit-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
-files=()
-for p in "${inputs[@]}"; do
-  if [[ -d $p ]]; then
-    for f in "$p"/*; do
-      case ${f,,} in *.jpg|*.jpeg|*.png|*.webp|*.avif|*.tif|*.tiff) ;; *) continue ;; esac
-      [[ $(vipsheader -f n-pages "$f" 2>/dev/null || echo 1) -le 1 ]] && files+=("$f")
-    done
-  else
-    files+=("$p")
-  fi
-done
+source "$root/bench/stillimages.sh"
+still_images "${inputs[@]}"
 
 for f in "${files[@]}"; do
   name=$(basename "$f")

@@ -29,18 +29,8 @@ command -v vips >/dev/null || { echo "needs Debian's vips command (libvips-tools
 work=$(mktemp -d "${TMPDIR:-/tmp}/dravik-search-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
-files=()
-for p in "${inputs[@]}"; do
-  if [[ -d $p ]]; then
-    for f in "$p"/*; do
-      case ${f,,} in *.jpg|*.jpeg|*.png|*.webp|*.avif|*.tif|*.tiff) ;; *) continue ;; esac
-      # Animations are judged on their first frame only; leave them out of the figures.
-      [[ $(vipsheader -f n-pages "$f" 2>/dev/null || echo 1) -le 1 ]] && files+=("$f")
-    done
-  else
-    files+=("$p")
-  fi
-done
+source "$root/bench/stillimages.sh"
+still_images "${inputs[@]}"
 
 # "wall cpu" seconds of a command (cpu: user + system, steadier on a shared machine).
 seconds() { /usr/bin/time -f '%e %U %S' -o "$work/time" "$@" >/dev/null 2>&1 || return 1; awk '{ print $1, $2 + $3 }' "$work/time"; }
