@@ -5,6 +5,9 @@
 #
 #   bench/run.sh [copies]      (default 4 copies of the corpus, about 100 files)
 #   ROUNDS=1 bench/run.sh      (default 2 rounds, in the order app, xargs, xargs, app)
+#   PARALLEL=2 LARGEST_FIRST=1 bench/run.sh
+#                              (xargs with as many engines as the application, in its order:
+#                               what the application's own handling of a file costs)
 #   TRACE=1 bench/run.sh       (both sides run the engine through a wrapper that logs when each
 #                               engine starts and ends, and the figures below say where time went)
 #
@@ -51,11 +54,16 @@ if [[ -n ${TRACE:-} ]]; then
     mkdir -p "$work/bin"
     cp "$app" "$work/bin/"
     cat > "$work/bin/dravik.bin" <<WRAP
-#!/bin/sh
+#!/bin/bash
 start=\$(date +%s.%N)
 "$engine" "\$@"
 code=\$?
-echo "\$start \$(date +%s.%N)" >> "$trace"
+# The engine's processor time (user and system), from the shell's count of its children.
+# (times runs in this shell, not in a pipe's subshell, whose count of children starts at zero).
+times > "$work/times.\$\$"
+cpu=\$(tail -1 "$work/times.\$\$" | sed 's/[ms]/ /g' | awk '{ print \$1 * 60 + \$2 + \$3 * 60 + \$4 }')
+rm -f "$work/times.\$\$"
+echo "\$start \$(date +%s.%N) \$cpu" >> "$trace"
 exit \$code
 WRAP
     chmod +x "$work/bin/dravik.bin"
@@ -83,6 +91,13 @@ JSON
 now() { date +%s.%N; }
 # Arithmetic on decimals, without a calculator package: calc "1.5 + 2".
 calc() { awk "BEGIN { printf \"%.6f\", $* }"; }
+# Idle and total processor ticks of the whole machine: a run that leaves processors idle on a
+# quiet machine is waiting, not working.
+ticks() { awk '/^cpu / { print $5 + $6, $2 + $3 + $4 + $5 + $6 + $7 + $8 + $9 }' /proc/stat; }
+idle_share() { # before after
+    awk -v a="$1" -v b="$2" 'BEGIN { split(a, x, " "); split(b, y, " ")
+        printf "               the processors were idle %.1f %% of the time\n", 100 * (y[1] - x[1]) / (y[2] - x[2]) }'
+}
 
 # One run through the application into $1; prints its wall time.
 app_run() {
@@ -90,6 +105,7 @@ app_run() {
     rm -rf "$out"; mkdir -p "$out"
     sed "s|@OUT@|$out/|" "$work/page.json" > "$settings/PageSettings.json"
     : > "$trace"
+    local ticks0; ticks0=$(ticks)
     start=$(now)
     setsid env XDG_DATA_HOME="$work/data" QT_QPA_PLATFORM=xcb DISPLAY=":$display" \
         "$app" -autostart >"$work/app.out" 2>&1 &
@@ -101,6 +117,13 @@ app_run() {
     local end; end=$(now)
     calc "$end - $start"
     report "$start" "$end" > "$work/report-app"
+    if [[ -n ${TRACE:-} ]]; then idle_share "$ticks0" "$(ticks)" >> "$work/report-app"; fi
+    # The application's own processor time (its engines not counted): what its windows, timers
+    # and bookkeeping take from the engines on a machine with no processor to spare.
+    if [[ -n ${TRACE:-} && -r /proc/$app_pid/stat ]]; then
+        awk -v hz="$(getconf CLK_TCK)" '{ printf "               the application itself used %.2f s of processor time\n", ($14 + $15) / hz }' \
+            "/proc/$app_pid/stat" >> "$work/report-app"
+    fi
     kill -- -"$app_pid" 2>/dev/null || true
     wait "$app_pid" 2>/dev/null || true
     app_pid=
@@ -113,15 +136,18 @@ plain_run() {
     rm -rf "$out"
     (cd "$work/in" && find . -type d) | while read -r d; do mkdir -p "$out/$d"; done
     : > "$trace"
+    local ticks0; ticks0=$(ticks)
     start=$(now)
     # In a session of its own, as the application is: the kernel shares the processors out by
     # session, so both sides compete with the rest of the machine on the same footing.
-    (cd "$work/in" && find . -type f | sed 's|^\./||') \
+    (cd "$work/in" && if [[ -n ${LARGEST_FIRST:-} ]]; then find . -type f -printf '%s %P\n' | sort -rn | cut -d' ' -f2-
+                      else find . -type f | sed 's|^\./||'; fi) \
         | setsid -w xargs -P "$parallel" -I{} sh -c 'exec "$0" -in "$1/$2" -out "$3/$2" '"$common" \
             "$engine" "$work/in" {} "$out" || true
     local end; end=$(now)
     calc "$end - $start"
     report "$start" "$end" > "$work/report-plain"
+    if [[ -n ${TRACE:-} ]]; then idle_share "$ticks0" "$(ticks)" >> "$work/report-plain"; fi
 }
 
 # Where the time of one side went, from the trace of its engines: the wait before the first
@@ -130,7 +156,7 @@ plain_run() {
 report() {
     [[ -s $trace ]] || return 0
     awk -v t0="$1" -v t1="$2" '
-        { n++; s[n] = $1; e[n] = $2; busy += $2 - $1
+        { n++; s[n] = $1; e[n] = $2; busy += $2 - $1; cpu += $3
           if (first == "" || $1 < first) first = $1; if ($2 > last) last = $2
           ev[2 * n - 1] = $1 " 1"; ev[2 * n] = $2 " -1" }
         END {
@@ -140,8 +166,8 @@ report() {
             run = 0; peak = 0; for (i = 1; i <= m; i++) { run += d[i]; if (run > peak) peak = run }
             run = 0; below = 0
             for (i = 1; i < m; i++) { run += d[i]; if (run < peak) below += t[i + 1] - t[i] }
-            printf "before the first engine %.2f s, after the last %.2f s, %.2f engines on average (at most %d), %.2f s with fewer\n",
-                first - t0, t1 - last, busy / (last - first), peak, below
+            printf "before the first engine %.2f s, after the last %.2f s, %.2f engines on average (at most %d), %.2f s with fewer; the engines used %.1f s of processor time\n",
+                first - t0, t1 - last, busy / (last - first), peak, below, cpu
         }' "$trace"
 }
 
