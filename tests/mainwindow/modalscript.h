@@ -13,7 +13,6 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QPointer>
 #include <QTest>
 #include <QTimer>
@@ -24,13 +23,13 @@ class ModalScript : public QObject
 {
 public:
     // The newest script answers; an older one still in scope waits until the newer one goes.
-    ModalScript() : previous(Newest())
+    ModalScript() : previous(newest)
     {
-        Newest() = this;
-        connect(&timer, &QTimer::timeout, this, [this] { Poll(); });
+        newest = this;
+        connect(&timer, &QTimer::timeout, this, &ModalScript::Poll);
         timer.start(20);
     }
-    ~ModalScript() override { Newest() = previous; }
+    ~ModalScript() override { newest = previous; }
 
     // A message box: press the button (a box with one button: that one).
     ModalScript& Box(QMessageBox::StandardButton button = QMessageBox::Ok)
@@ -46,23 +45,19 @@ public:
             return chosen != nullptr;
         });
     }
-    // The name dialog: type over its text and press Enter, or press its cancel button.
-    ModalScript& Name(const QString& typed, bool accept = true)
+    // The name dialog: type over its text and press Enter.
+    ModalScript& Name(const QString& typed)
     {
-        return Add([this, typed, accept](QWidget* window) {
+        return Add([this, typed](QWidget* window) {
             auto* dialog = qobject_cast<QInputDialog*>(window);
-            if (!dialog)
-                return false;
-            auto* buttons = dialog->findChild<QDialogButtonBox*>();
-            Record(dialog->textValue(), buttons->buttons());
-            auto* edit = dialog->findChild<QLineEdit*>();
-            edit->selectAll();
-            QTest::keyClicks(edit, typed);
-            if (accept)
+            if (dialog) {
+                Record(dialog->textValue(), dialog->findChild<QDialogButtonBox*>()->buttons());
+                auto* edit = dialog->findChild<QLineEdit*>();
+                edit->selectAll();
+                QTest::keyClicks(edit, typed);
                 QTest::keyClick(edit, Qt::Key_Return);
-            else
-                buttons->button(QDialogButtonBox::Cancel)->click();
-            return true;
+            }
+            return dialog != nullptr;
         });
     }
     ModalScript& Menu(const QString& entry)
@@ -80,23 +75,19 @@ public:
         });
     }
     // A file dialog: the path typed into its name box, as a user would (a file that does not exist
-    // yet cannot be selected), or cancelled when the path is empty.
+    // yet cannot be selected).
     ModalScript& File(const QString& path)
     {
         return Add([this, path](QWidget* window) {
             auto* dialog = qobject_cast<QFileDialog*>(window);
             auto* nameBox = dialog ? dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")) : nullptr;
-            if (!nameBox)
-                return false;
-            Record(dialog->windowTitle(), {});
-            if (path.isEmpty()) {
-                dialog->reject();
-                return true;
+            if (nameBox) {
+                Record(dialog->windowTitle(), {});
+                dialog->setDirectory(QFileInfo(path).absolutePath());
+                nameBox->setText(QFileInfo(path).fileName());
+                static_cast<QDialog*>(dialog)->accept();
             }
-            dialog->setDirectory(QFileInfo(path).absolutePath());
-            nameBox->setText(QFileInfo(path).fileName());
-            static_cast<QDialog*>(dialog)->accept();
-            return true;
+            return nameBox != nullptr;
         });
     }
 
@@ -125,18 +116,11 @@ private:
         for (QAbstractButton* b : buttons)
             buttonTexts.append(b->text());
     }
-    static ModalScript*& Newest()
-    {
-        static ModalScript* newest = nullptr;
-        return newest;
-    }
 
     void Poll()
     {
-        QWidget* window = QApplication::activePopupWidget();
-        if (!window)
-            window = QApplication::activeModalWidget();
-        if (Newest() != this || !window || !window->isVisible() || window == handled)
+        QWidget* window = QApplication::activePopupWidget() ? QApplication::activePopupWidget() : QApplication::activeModalWidget();
+        if (newest != this || !window || !window->isVisible() || window == handled)
             return;
         handled = window;
         // Answered from the event loop, not from this timer: an answer may open the next window,
@@ -153,8 +137,9 @@ private:
         });
     }
 
-    QList<Step> steps;
+    static inline ModalScript* newest = nullptr;
     ModalScript* previous = nullptr;
+    QList<Step> steps;
     QPointer<QWidget> handled;
     QTimer timer;
 };

@@ -1,10 +1,9 @@
-// The window's rules as plain functions: the resize fields, the dropped folder's checks, page
-// names, the histories after a run and the start switch.
+// The window's rules as plain functions: the dropped folder's checks, page names, the
+// histories after a run and the start switch.
 
 #include "mainwindow/autostart.h"
 #include "mainwindow/folderpickers.h"
 #include "mainwindow/pagenamedialog.h"
-#include "mainwindow/pagerules.h"
 #include "mainwindow/runhistories.h"
 
 #include <QDir>
@@ -17,20 +16,6 @@ class TestPageRules : public QObject
     Q_OBJECT
 
 private slots:
-    // Each resize mode (and image-fit choice) enables its own fields: w h l m f n, "-" refused.
-    void resizeModeChoosesItsFields()
-    {
-        const QList<std::tuple<int, int, QString>> cases{{0, 3, "w....n"}, {1, 0, ".h...n"}, {2, 4, "..l..n"}, {3, 2, "...m.n"},
-                                                         {4, 0, "wh..fn"}, {4, 1, "wh..f."}, {4, 5, "wh..f."}, {5, 0, "-"}, {-1, 0, "-"}};
-        for (const auto& [mode, fit, fields] : cases) {
-            const auto got = PageRules::ResizeFieldsFor(mode, fit, 5);
-            const QString shown = !got ? QStringLiteral("-")
-                : QString(got->width ? u'w' : u'.') + (got->height ? u'h' : u'.') + (got->longSide ? u'l' : u'.')
-                    + (got->magnification ? u'm' : u'.') + (got->imageFit ? u'f' : u'.') + (got->notExpand ? u'n' : u'.');
-            QCOMPARE(shown, fields);
-        }
-    }
-
     // A folder box takes exactly one dropped folder with a usable path; the rest is refused.
     void droppedItems()
     {

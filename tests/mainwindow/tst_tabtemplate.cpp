@@ -18,6 +18,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QRadioButton>
 #include <QTranslator>
 
 #include <memory>
@@ -85,95 +86,89 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(form.get()));
     }
 
-    // A new page shows the default record and the texts that go with it.
-    void newPageShowsTheDefaultRecord()
+    // A new page saves the default record and shows its texts; load then save gives back a
+    // record with every field away from its default, and values no control can show come back
+    // as the page's defaults.
+    void formHoldsTheRecord()
     {
-        PageSettingsRecord saved;
+        PageSettingsRecord saved, sample = SamplePage(QStringLiteral("kept"));
+        sample.viewListNum = 4;
+        QJsonObject changed, plain;
+        SettingsStore::WritePageJson(sample, changed);
+        SettingsStore::WritePageJson(saved, plain);
+        for (const QString& key : plain.keys())
+            QVERIFY2(changed.value(key) != plain.value(key), qPrintable(key));
         saved.generalSubFolder = false; // anything the form fails to write would stay like this
         form->SavePageFromForm(saved);
-        QCOMPARE(Json(saved), Json(PageSettingsRecord()));
-        QCOMPARE(ui->outputFormatComboBox->currentText(), QStringLiteral("入力画像と同じ"));
-        QCOMPARE(ui->reducemodeNumberLabel->text(), QStringLiteral("5"));
-        QCOMPARE(ui->label_4->text(), QStringLiteral("sample.jpg"));
+        QVERIFY(saved == PageSettingsRecord());
+        QCOMPARE(ui->outputFormatComboBox->currentText() + ui->reducemodeNumberLabel->text() + ui->label_4->text() + ui->pushButton_6->text(),
+                 QStringLiteral("入力画像と同じ5sample.jpg中央"));
         QVERIFY(ui->imageFitRadioButton->isChecked() && ui->pushButton_6->isChecked());
-        QCOMPARE(ui->pushButton_6->text(), QStringLiteral("中央"));
+        PageSettingsRecord odd = sample, fixed = sample;
+        std::tie(odd.stampPosition, odd.generalOutputFormat, odd.resizeRadio) = std::tuple(QStringLiteral("middle"), 9, -1);
+        std::tie(fixed.stampPosition, fixed.generalOutputFormat, fixed.resizeRadio) = std::tuple(QStringLiteral("center"), 1, 4);
+        for (const auto& [loaded, expected] : {std::pair{sample, sample}, std::pair{odd, fixed}}) {
+            form->LoadPageToForm(loaded);
+            QCOMPARE(ui->stackedWidget->currentIndex(), loaded.viewListNum);
+            saved = PageSettingsRecord();
+            std::tie(saved.tabName, saved.checked, saved.viewListNum) = std::tie(loaded.tabName, loaded.checked, loaded.viewListNum);
+            form->SavePageFromForm(saved);
+            QCOMPARE(Json(saved), Json(expected));
+        }
     }
 
-    // Load then save gives back a record with every field away from its default; values no
-    // control can show come back as the page's defaults.
-    void loadThenSaveGivesTheRecordBack()
+    // Each control governed by a rule, one letter per control (w h l m f n: the resize fields;
+    // s L q: the size group, its limit and quality box; o: the extra options' text), shown when
+    // enabled, '.' when not: after a page is loaded, then after the user's keys and clicks.
+    void enablingRules_data()
     {
-        PageSettingsRecord record = SamplePage(QStringLiteral("kept"));
-        record.viewListNum = 4;
-        QJsonObject sample, plain;
-        SettingsStore::WritePageJson(record, sample);
-        SettingsStore::WritePageJson(PageSettingsRecord(), plain);
-        for (const QString& key : plain.keys())
-            QVERIFY2(sample.value(key) != plain.value(key), qPrintable(key));
-        form->LoadPageToForm(record);
-        QCOMPARE(ui->stackedWidget->currentIndex(), record.viewListNum);
-        PageSettingsRecord saved;
-        saved.tabName = record.tabName;
-        saved.checked = record.checked;
-        saved.viewListNum = record.viewListNum;
-        form->SavePageFromForm(saved);
-        QCOMPARE(Json(saved), Json(record));
-
-        // Values no control can show come back as the page's defaults.
-        record.stampPosition = QStringLiteral("middle");
-        record.generalOutputFormat = 9;
-        record.resizeRadio = -1;
-        form->LoadPageToForm(record);
-        form->SavePageFromForm(saved);
-        QCOMPARE(saved.stampPosition, QStringLiteral("center"));
-        QCOMPARE(saved.generalOutputFormat, int(OutputFormatSame));
-        QCOMPARE(saved.resizeRadio, int(ResizeModeImageFit));
+        QTest::addColumn<QByteArray>("page");
+        QTest::addColumn<QStringList>("actions");   // Space on a control, a click on a radio button, "combo=index"
+        QTest::addColumn<QString>("enabled");
+        QTest::newRow("defaults") << QByteArray("{}") << QStringList{} << "......s...";
+        QTest::newRow("png has no size group") << QByteArray(R"({"generalOutputFormat": 3})") << QStringList{} << "..........";
+        QTest::newRow("size group checked") << QByteArray(R"({"generalOutputFormat": 2})") << QStringList{"sizeAdjustment"} << "......sLq.";
+        QTest::newRow("size group, then png") << QByteArray(R"({"jpegFileSizeGroup": true})") << QStringList{"outputFormatComboBox=3"} << "..........";
+        QTest::newRow("stored mode back on resize") << QByteArray(R"({"resizeRadio": 2})") << QStringList{"resize"} << "..l..ns...";
+        QTest::newRow("width") << QByteArray(R"({"resizeGroup": true, "resizeRadio": 0, "resizeImageFit": 3})") << QStringList{} << "w....ns...";
+        QTest::newRow("height") << QByteArray(R"({"resizeGroup": true, "resizeRadio": 1})") << QStringList{} << ".h...ns...";
+        QTest::newRow("magnification") << QByteArray(R"({"resizeGroup": true, "resizeRadio": 3, "resizeImageFit": 2})") << QStringList{} << "...m.ns...";
+        QTest::newRow("fit, not-expand applies") << QByteArray(R"({"resizeGroup": true, "resizeRadio": 4})") << QStringList{} << "wh..fns...";
+        QTest::newRow("fit, second choice") << QByteArray(R"({"resizeGroup": true, "resizeRadio": 4, "resizeImageFit": 1})") << QStringList{} << "wh..f.s...";
+        QTest::newRow("fit chosen by click") << QByteArray(R"({"resizeGroup": true, "resizeRadio": 2})") << QStringList{"imageFitRadioButton", "imageFitComboBox=2"} << "wh..f.s...";
+        QTest::newRow("option text on") << QByteArray(R"({"uniqueAddOptionStr": "-x 1"})") << QStringList{"addOptionCheckBox"} << "......s..o";
+        QTest::newRow("option text off") << QByteArray(R"({"uniqueAddOption": true, "uniqueAddOptionStr": "-x 1"})") << QStringList{"addOptionCheckBox"} << "......s...";
     }
-
-    // The size group follows the output format, its title colour with it.
-    void outputFormatGatesTheJpegSizeGroup()
+    void enablingRules()
     {
-        ui->listWidget->setCurrentRow(1);
-        const auto title = [this] { return ui->sizeAdjustment->styleSheet(); };
-        QVERIFY(title().contains(QStringLiteral("#ffffff")));
-        ui->outputFormatComboBox->setCurrentIndex(OutputFormatPng);
-        QVERIFY(!ui->sizeAdjustment->isEnabled());
-        QVERIFY(title().contains(QStringLiteral("#a6a6a6")));
-        ui->outputFormatComboBox->setCurrentIndex(OutputFormatJpeg);
-        QVERIFY(ui->sizeAdjustment->isEnabled());
-        QVERIFY(!ui->sizeAdjustmentLimitSpinBox->isEnabled());
-        QTest::keyClick(ui->sizeAdjustment, Qt::Key_Space); // the group's own check box
-        QVERIFY(ui->sizeAdjustment->isChecked());
-        QVERIFY(ui->sizeAdjustmentLimitSpinBox->isEnabled() && ui->imageQualityMaintenanceCheckBox->isEnabled());
-    }
-
-    // Checking the resize group brings back only the stored mode's field.
-    void resizeModeEnablesItsFields()
-    {
-        // A page stored with resize off keeps its mode: checking the group brings back only its field.
+        QFETCH(QByteArray, page);
+        QFETCH(QStringList, actions);
+        QFETCH(QString, enabled);
         PageSettingsRecord record;
-        record.resizeRadio = ResizeModeLongSide;
+        SettingsStore::ReadPageJson(record, QJsonDocument::fromJson(page).object());
         form->LoadPageToForm(record);
-        ui->listWidget->setCurrentRow(0);
-        QVERIFY(!ui->longSideSpinBox->isEnabled());
-        QTest::keyClick(ui->resize, Qt::Key_Space);
-        QVERIFY(ui->longSideSpinBox->isEnabled() && !ui->widthSpinBox->isEnabled() && !ui->heightSpinBox->isEnabled());
-        QTest::mouseClick(ui->imageFitRadioButton, Qt::LeftButton);
-        ui->imageFitComboBox->setCurrentIndex(2);
-        QVERIFY(ui->widthSpinBox->isEnabled() && !ui->longSideSpinBox->isEnabled() && !ui->notExpandCheckBox->isEnabled());
-    }
-
-    // The extra options' text is usable only while its switch is on, and keeps its text.
-    void optionTextFollowsItsSwitch()
-    {
-        ui->listWidget->setCurrentRow(5);
-        QVERIFY(ui->createLogFileCheckBox->isEnabled() && !ui->addOptionLineEdit->isEnabled());
-        QTest::keyClick(ui->addOptionCheckBox, Qt::Key_Space);
-        QVERIFY(ui->addOptionLineEdit->isEnabled() && ui->addOptionLabel->isEnabled());
-        QTest::keyClicks(ui->addOptionLineEdit, QStringLiteral("-x 1"));
-        QTest::keyClick(ui->addOptionCheckBox, Qt::Key_Space);
-        QVERIFY(!ui->addOptionLineEdit->isEnabled());
-        QCOMPARE(ui->addOptionLineEdit->text(), QStringLiteral("-x 1"));
+        for (const QString& action : actions) {
+            auto* control = form->findChild<QWidget*>(action.section(u'=', 0, 0));
+            for (int row = 0; row < ui->stackedWidget->count(); ++row)   // shown as the user would see it
+                if (ui->stackedWidget->widget(row)->isAncestorOf(control))
+                    ui->listWidget->setCurrentRow(row);
+            if (auto* combo = qobject_cast<QComboBox*>(control))
+                combo->setCurrentIndex(action.section(u'=', 1).toInt());
+            else if (qobject_cast<QRadioButton*>(control))
+                QTest::mouseClick(control, Qt::LeftButton);
+            else
+                QTest::keyClick(control, Qt::Key_Space);
+        }
+        QString shown;
+        for (QWidget* control : QList<QWidget*>{ui->widthSpinBox, ui->heightSpinBox, ui->longSideSpinBox, ui->magnificationSpinBox,
+                                                ui->imageFitComboBox, ui->notExpandCheckBox, ui->sizeAdjustment, ui->sizeAdjustmentLimitSpinBox,
+                                                ui->imageQualityMaintenanceCheckBox, ui->addOptionLineEdit})
+            shown += control->isEnabled() ? QStringLiteral("whlmfnsLqo").at(shown.size()) : u'.';
+        QCOMPARE(shown, enabled);
+        // The size group's title greys with it; a switched-off text keeps what was typed.
+        QCOMPARE(ui->sizeAdjustment->styleSheet().contains(QStringLiteral("#a6a6a6")), !ui->sizeAdjustment->isEnabled());
+        form->SavePageFromForm(record);
+        QCOMPARE(record.uniqueAddOptionStr, QJsonDocument::fromJson(page).object().value("uniqueAddOptionStr").toString());
     }
 
     // The sample name follows the suffix, the opacity pair moves together, one position is checked.
