@@ -5,17 +5,8 @@
 // appears when the script is used up, or of another kind than the answer expects, is closed
 // and counted as unexpected, so a test never hangs and never passes by accident.
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QDialogButtonBox>
-#include <QFileDialog>
-#include <QInputDialog>
-#include <QLineEdit>
-#include <QMenu>
-#include <QMessageBox>
-#include <QPointer>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <functional>
 
@@ -34,60 +25,47 @@ public:
     // A message box: press the button (a box with one button: that one).
     ModalScript& Box(QMessageBox::StandardButton button = QMessageBox::Ok)
     {
-        return Add([this, button](QWidget* window) {
-            auto* box = qobject_cast<QMessageBox*>(window);
-            QAbstractButton* chosen = !box ? nullptr : box->buttons().size() == 1 ? box->buttons().first() : box->button(button);
-            if (chosen) {
-                Record(box->text(), box->buttons());
-                titles.append(box->windowTitle());
+        return On<QMessageBox>([this, button](QMessageBox* box) {
+            Record(box->text(), box->buttons());
+            titles.append(box->windowTitle());
+            if (QAbstractButton* chosen = box->buttons().size() == 1 ? box->buttons().first() : box->button(button))
                 chosen->click();
-            }
-            return chosen != nullptr;
+            else
+                ++unexpected, box->close();
         });
     }
     // The name dialog: type over its text and press Enter.
     ModalScript& Name(const QString& typed)
     {
-        return Add([this, typed](QWidget* window) {
-            auto* dialog = qobject_cast<QInputDialog*>(window);
-            if (dialog) {
-                Record(dialog->textValue(), dialog->findChild<QDialogButtonBox*>()->buttons());
-                auto* edit = dialog->findChild<QLineEdit*>();
-                edit->selectAll();
-                QTest::keyClicks(edit, typed);
-                QTest::keyClick(edit, Qt::Key_Return);
-            }
-            return dialog != nullptr;
+        return On<QInputDialog>([this, typed](QInputDialog* dialog) {
+            Record(dialog->textValue(), dialog->findChild<QDialogButtonBox*>()->buttons());
+            auto* edit = dialog->findChild<QLineEdit*>();
+            edit->selectAll();
+            QTest::keyClicks(edit, typed);
+            QTest::keyClick(edit, Qt::Key_Return);
         });
     }
     ModalScript& Menu(const QString& entry)
     {
-        return Add([entry](QWidget* window) {
-            auto* menu = qobject_cast<QMenu*>(window);
-            for (QAction* action : menu ? menu->actions() : QList<QAction*>()) {
-                if (action->text() == entry) {
+        return On<QMenu>([this, entry](QMenu* menu) {
+            for (QAction* action : menu->actions())
+                if (action->text() == entry)
                     menu->setActiveAction(action);
-                    QTest::keyClick(menu, Qt::Key_Return);
-                    return true;
-                }
-            }
-            return false;
+            if (menu->activeAction())
+                QTest::keyClick(menu, Qt::Key_Return);
+            else
+                ++unexpected, menu->close();
         });
     }
     // A file dialog: the path typed into its name box, as a user would (a file that does not exist
     // yet cannot be selected).
     ModalScript& File(const QString& path)
     {
-        return Add([this, path](QWidget* window) {
-            auto* dialog = qobject_cast<QFileDialog*>(window);
-            auto* nameBox = dialog ? dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")) : nullptr;
-            if (nameBox) {
-                Record(dialog->windowTitle(), {});
-                dialog->setDirectory(QFileInfo(path).absolutePath());
-                nameBox->setText(QFileInfo(path).fileName());
-                static_cast<QDialog*>(dialog)->accept();
-            }
-            return nameBox != nullptr;
+        return On<QFileDialog>([this, path](QFileDialog* dialog) {
+            Record(dialog->windowTitle(), {});
+            dialog->setDirectory(QFileInfo(path).absolutePath());
+            dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QFileInfo(path).fileName());
+            static_cast<QDialog*>(dialog)->accept();
         });
     }
 
@@ -105,9 +83,16 @@ public:
 
 private:
     using Step = std::function<bool(QWidget*)>;
-    ModalScript& Add(Step step)
+    // An answer for the next window, which must be a Window.
+    template <class Window, class Answer>
+    ModalScript& On(Answer answer)
     {
-        steps.append(std::move(step));
+        steps.append([answer](QWidget* window) {
+            auto* typed = qobject_cast<Window*>(window);
+            if (typed)
+                answer(typed);
+            return typed != nullptr;
+        });
         return *this;
     }
     void Record(const QString& text, const QList<QAbstractButton*>& buttons)
@@ -116,7 +101,6 @@ private:
         for (QAbstractButton* b : buttons)
             buttonTexts.append(b->text());
     }
-
     void Poll()
     {
         QWidget* window = QApplication::activePopupWidget() ? QApplication::activePopupWidget() : QApplication::activeModalWidget();

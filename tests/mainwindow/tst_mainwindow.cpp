@@ -11,20 +11,6 @@
 #include "tests/mainwindow/samplepage.h"
 #include "widgets/dk_tabwidget.h"
 
-#include <QComboBox>
-#include <QFile>
-#include <QIcon>
-#include <QListWidget>
-#include <QPushButton>
-#include <QScopeGuard>
-#include <QStackedWidget>
-#include <QTabBar>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTranslator>
-
-#include <memory>
-
 namespace {
 
 // Starts a window as the program does and puts it on screen, active; false when it never did.

@@ -9,15 +9,9 @@
 #include "pipeline/commandline.h"
 #include "settings/pagesettingsrecord.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QTemporaryDir>
-#include <QTextEdit>
 #include <QtTest>
+#include <QtWidgets>
 
-#include <functional>
 
 namespace {
 

@@ -1,27 +1,17 @@
-// The page editor form on real widgets: its record, the rules between its controls, the drops
-// on its folder boxes and the requests it passes to the window. Clicks and keys go through QTest.
+// The page editor form on real widgets (its record, the rules between its controls, the drops on
+// its folder boxes; clicks and keys go through QTest), and the window's rules as plain functions:
+// the dropped folder's checks, page names, the histories after a run and the start switch.
 
+#include "mainwindow/autostart.h"
 #include "mainwindow/folderpickers.h"
+#include "mainwindow/pagenamedialog.h"
+#include "mainwindow/runhistories.h"
 #include "mainwindow/tabtemplate.h"
 #include "settings/settingsstore.h"
 #include "tests/mainwindow/modalscript.h"
 #include "tests/mainwindow/samplepage.h"
 #include "ui_tabtemplate.h"
 #include "widgets/dk_textcombox.h"
-
-#include <QDir>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QLineEdit>
-#include <QMenu>
-#include <QMimeData>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QRadioButton>
-#include <QTranslator>
-
-#include <memory>
 
 namespace {
 
@@ -33,28 +23,22 @@ QByteArray Json(const PageSettingsRecord& record)
 }
 
 // Delivers a drop the way a window routes it: to the innermost widget under the point that
-// accepts drops, which for an editable box is its line edit.
+// accepts drops, which for an editable box is its line edit. File managers offer the addresses
+// as plain text too, which a line edit would paste.
 void DropOn(QWidget* box, const QList<QUrl>& urls)
 {
     QMimeData mime;
     mime.setUrls(urls);
-    // File managers offer the addresses as plain text too, which a line edit would paste.
-    QStringList texts;
-    for (const QUrl& url : urls)
-        texts.append(url.toString());
-    mime.setText(texts.join(u'\n'));
-    QWidget* top = box->window();
-    const QPoint at = box->mapTo(top, box->rect().center());
-    QWidget* target = top->childAt(at);
+    mime.setText(QUrl::toStringList(urls).join(u'\n'));
+    const QPoint at = box->mapTo(box->window(), box->rect().center());
+    QWidget* target = box->window()->childAt(at);
     while (target != nullptr && !target->acceptDrops())
         target = target->parentWidget();
     QVERIFY(target != nullptr);
-    const QPoint local = target->mapFrom(top, at);
-    QDragEnterEvent enter(local, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(target, &enter);
-    QVERIFY(enter.isAccepted());
-    QDropEvent drop(QPointF(local), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(target, &drop);
+    QDragEnterEvent enter(target->mapFrom(box->window(), at), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QDropEvent drop(QPointF(enter.position()), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    if (QApplication::sendEvent(target, &enter), enter.isAccepted())
+        QApplication::sendEvent(target, &drop);
 }
 
 } // namespace
@@ -198,38 +182,104 @@ private slots:
         QVERIFY(!ui->pushButton_6->isChecked());
     }
 
-    // A folder box takes one dropped folder through its own drop handling; the stamp box none.
+    // A folder box takes exactly one dropped folder with a usable path, through its own drop
+    // handling; anything else is refused with a box, or ignored when nothing in it is local, and
+    // the box keeps its text. The stamp box takes no drops at all.
     void folderBoxesTakeOneDroppedFolder()
     {
         QTemporaryDir temp;
         QDir root(temp.path());
-        QVERIFY(root.mkpath(QStringLiteral("photos")) && root.mkpath(QStringLiteral("more")));
-        const auto url = [&](const char* name) { return QUrl::fromLocalFile(root.filePath(QLatin1String(name))); };
-        const QString folder = QDir::toNativeSeparators(root.filePath(QStringLiteral("photos"))) + QDir::separator();
-
-        struct Case { DK_TextCombox* box; QList<QUrl> urls; QString text; QString message; };
-        const QList<Case> cases{
-            {ui->inputLineEdit, {url("photos")}, folder, {}},
-            {ui->outputLineEdit, {url("photos"), url("more")}, QStringLiteral("kept"), PickerText::DropOneFolder()},
-        };
-        for (const Case& c : cases) {
-            c.box->setEditText(QStringLiteral("kept"));
+        const QString deep = QString(120, u'd') + u'/' + QString(120, u'e');
+        QVERIFY(root.mkpath("a") && root.mkpath("bad?name") && root.mkpath(deep));
+        QFile file(root.filePath("photo.jpg"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        const auto url = [&](const QString& name) { return QUrl::fromLocalFile(root.filePath(name)); };
+        const QString named = QStringLiteral("*"); // the path rules' own message, naming the field
+        const QList<std::tuple<QList<QUrl>, QString, QString>> cases{
+            {{url("a")}, QDir::toNativeSeparators(root.filePath("a/")), {}},
+            {{url("a"), url("a")}, {}, PickerText::DropOneFolder()},
+            {{}, {}, PickerText::DropOneFolder()},
+            {{url("photo.jpg")}, {}, PickerText::NotAFolder()},
+            {{QUrl("https://example.org/a/")}, {}, {}},
+            {{url(deep)}, {}, PickerText::PathTooLong()},
+            {{url("bad?name")}, {}, named}};
+        for (int i = 0; i < cases.size(); ++i) {
+            const auto& [urls, path, message] = cases.at(i);
+            DK_TextCombox* box = i % 2 ? ui->outputLineEdit : ui->inputLineEdit;
+            box->setEditText(QStringLiteral("kept"));
             ModalScript user;
-            if (!c.message.isEmpty())
+            if (!message.isEmpty())
                 user.Box();
-            DropOn(c.box, c.urls);
-            QCOMPARE(c.box->currentText(), c.text);
+            DropOn(box, urls);
+            QCOMPARE(box->currentText(), path.isEmpty() ? QStringLiteral("kept") : path);
             QTRY_VERIFY2(user.Done(), user.Report());
-            QCOMPARE(user.texts, c.message.isEmpty() ? QStringList() : QStringList{c.message});
+            QCOMPARE(user.texts.size(), int(!message.isEmpty()));
+            QVERIFY(message != named ? user.texts.value(0) == message : user.texts.value(0).contains(QStringLiteral("フォルダー")));
         }
-        // The stamp box takes no drops at all.
         QMimeData mime;
-        mime.setUrls({url("photos")});
+        mime.setUrls({url("a")});
         QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(ui->lineEdit_2->lineEdit(), &enter);
         QVERIFY(!enter.isAccepted());
     }
 
+    // ---- the window's rules as plain functions ----
+
+    // Names lose line breaks and outer spaces; empty, longer than 32 or taken (same case) is refused,
+    // in the user's language.
+    void pageNames()
+    {
+        const QString x33(33, u'x');
+        const QList<std::tuple<QString, QStringList, QString, QString>> cases{
+            {"  spaced  ", {}, "spaced", ""},
+            {"two\r\nlines\n", {}, "twolines", ""},
+            {QString(32, u'x'), {}, QString(32, u'x'), ""},
+            {" \n ", {}, "", "名前を付けてください。"},
+            {x33, {}, QString(32, u'x'), "名前に使用できる長さは 32 文字です。\n文字の長さ :33"},
+            {" page1", {"page1"}, "page1", "この名前はすでに登録されています。\nページ名 :page1"},
+            {"Page1", {"page1"}, "Page1", ""}};
+        for (const auto& [entered, taken, name, refusal] : cases) {
+            const PageNameCheck check = CheckPageName(entered, taken);
+            QCOMPARE(check.name, name);
+            QCOMPARE(check.refusal, refusal);
+        }
+    }
+
+    // After a run the used folders go to the front: in a batch every checked page's in tab order
+    // (an entry differing in case replaced), else the current page's; at most 20 are kept.
+    void runFoldersGoToTheFront()
+    {
+        // one letter per tab: c checked, . unchecked, x checked but without a page
+        const QList<std::tuple<QString, int, QStringList, QStringList>> cases{
+            {".c.c", 2, {"in-b", "older"}, {"IN-B", "IN-D", "older"}},
+            {"c.c", 1, {}, {"IN-A", "IN-C"}},
+            {"...", 1, {"old"}, {"IN-B", "old"}},
+            {"x", 0, {}, {}},
+            {"..", -1, {}, {}},
+            {".", 0, QStringList(20, "old"), QStringList{"IN-A"} + QStringList(19, "old")}};
+        for (const auto& [tabs, current, before, after] : cases) {
+            QList<RunPageFolders> pages;
+            for (const QChar c : tabs) {
+                const QString name(QChar(char16_t(u'A' + pages.size())));
+                pages.append({c != u'.', c != u'x', "IN-" + name, "OUT-" + name, "ST-" + name});
+            }
+            RecentFolders lists;
+            lists.inputHistory = before;
+            PushRunFolders(lists, pages, current);
+            QCOMPARE(lists.inputHistory, after);
+            QCOMPARE(lists.stampHistory.size(), lists.outputHistory.size());
+        }
+    }
+
+    // Only the exact switch, first after the program's name, starts a run.
+    void autostartSwitch()
+    {
+        for (const auto& [word, starts] : QList<std::pair<QString, bool>>{
+                 {"-autostart", true}, {"/autostart", true}, {"autostart", false}, {"--autostart", false}, {"-AUTOSTART", false}, {"", false}})
+            QCOMPARE(IsAutostartSwitch(word), starts);
+        QCOMPARE(FirstArgument({"prog"}), QString());
+        QCOMPARE(FirstArgument({"prog", "-a", "-b"}), QStringLiteral("-a"));
+    }
 };
 
 QTEST_MAIN(TestTabTemplate)
