@@ -23,21 +23,57 @@ struct PageSpec
     int width = 1000;             // resize is on when this is not 1000
 };
 
-QString PageDir(const QTemporaryDir& root, int page, const char* side)
-{
-    return QDir::toNativeSeparators(root.filePath(QStringLiteral("p%1/%2/").arg(page).arg(QLatin1String(side))));
-}
-
-class TestHost : public RunHost
+// A stand-in window for the drivers with its pages, each with folders in a fresh temporary folder,
+// and the user in front of it: a poller answers boxes, reads the result and conflict dialogs, tries
+// to close the window during processing and, when a case asks, stops.
+class TestHost : public QObject, public RunHost
 {
 public:
+    QTemporaryDir root;
     QList<PageSettingsRecord> pages;
-    int current = 0;
-    int timeoutMs = 0;
+    int current = 0, timeoutMs = 0;
     QString engine = QStringLiteral(DRAVIK_STANDIN_ENGINE);
     std::function<void()> beforeSearch;
+    std::function<bool()> stopWhen;
     QList<int> focused;           // tab index * 2 + 1 for the output box
+    QStringList shown;            // class names of the modal windows, in order of first appearance
+    QStringList texts;            // each box's message, the result's failed list, the conflict list
+    bool stopPressed = false, closeTried = false, closeAccepted = false;
     QWidget window;
+
+    explicit TestHost(const QList<PageSpec>& specs)
+    {
+        for (const PageSpec& spec : specs) {
+            PageSettingsRecord page;
+            page.tabName = QStringLiteral("p%1").arg(pages.size() + 1);
+            page.generalInputDir = Dir(int(pages.size()) + 1, "in");
+            page.generalOutputDir = Dir(int(pages.size()) + 1, "out");
+            std::tie(page.checked, page.generalOutputFormat, page.uniqueLogFile) = std::tuple(spec.checked, spec.outputFormat, true);
+            std::tie(page.resizeGroup, page.resizeRadio, page.resizeWidth) = std::tuple(spec.width != 1000, ResizeModeWidth, spec.width);
+            QDir().mkpath(page.generalInputDir);
+            for (const QString& name : spec.files) {
+                // Larger files begin first: a hung engine starts after the file beside it, even on one processor.
+                QFile file(page.generalInputDir + name);
+                QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(name.contains("hang") ? 10 : 2000, 'i')));
+            }
+            pages.append(page);
+        }
+        qApp->installEventFilter(this);
+        connect(&timer, &QTimer::timeout, this, &TestHost::Poll);
+        timer.start(15);
+        window.show();
+    }
+    QString Dir(int page, const char* side) const
+    {
+        return QDir::toNativeSeparators(root.filePath(QStringLiteral("p%1/%2/").arg(page).arg(QLatin1String(side))));
+    }
+    // The images written to a page's output folder; the run log is not one.
+    QStringList Outputs(int page) const
+    {
+        QStringList names = QDir(Dir(page, "out")).entryList(QDir::Files | QDir::Hidden, QDir::Name);
+        names.removeAll(QStringLiteral("_DravikLog.log"));
+        return names;
+    }
 
     int PageCount() const override { return int(pages.size()); }
     int CurrentIndex() const override { return current; }
@@ -63,23 +99,6 @@ public:
     }
     QWidget* DialogParent() const override { return const_cast<QWidget*>(&window); }
     int EngineTimeoutMs() const override { return timeoutMs; }
-};
-
-// Plays the user for every modal window the drivers open, and records what was shown.
-class User : public QObject
-{
-public:
-    QStringList shown;            // class names of the modal windows, in order of first appearance
-    QStringList texts;            // each box's message, the result's failed list, the conflict list
-    std::function<bool()> stopWhen;
-    bool stopPressed = false, closeTried = false, closeAccepted = false;
-
-    explicit User(QWidget* window) : window(window)
-    {
-        qApp->installEventFilter(this);
-        connect(&timer, &QTimer::timeout, this, [this] { Poll(); });
-        timer.start(15);
-    }
 
 protected:
     // Shows are caught as they happen: a quick search's dialog can come and go between polls.
@@ -109,53 +128,16 @@ private:
             texts.append(lines.join(u'\n'));
             static_cast<QDialog*>(modal)->accept();
         } else if (auto* progress = qobject_cast<ProgressBarDialog*>(modal)) {
-            if (!closeTried)
-                closeAccepted = window->close() || progress->close();
-            closeTried = true;
-            if (!stopPressed && stopWhen && stopWhen()) {
-                stopPressed = true;
+            if (!std::exchange(closeTried, true))
+                closeAccepted = window.close() || progress->close();
+            if (!stopPressed && stopWhen && (stopPressed = stopWhen()))
                 // Queued: the question it opens runs its own loop, which must not run inside this poll.
-                QMetaObject::invokeMethod(progress->findChild<QPushButton*>(QStringLiteral("pushButton")),
-                                          &QPushButton::click, Qt::QueuedConnection);
-            }
+                QMetaObject::invokeMethod(progress->findChild<QPushButton*>(QStringLiteral("pushButton")), &QPushButton::click, Qt::QueuedConnection);
         }
     }
 
-    QWidget* window;
     QTimer timer;
 };
-
-// The images written to a page's output folder; the run log is not one.
-QStringList OutputsOf(const QTemporaryDir& root, int page)
-{
-    QStringList names = QDir(PageDir(root, page, "out")).entryList(QDir::Files | QDir::Hidden, QDir::Name);
-    names.removeAll(QStringLiteral("_DravikLog.log"));
-    return names;
-}
-
-void Fill(TestHost& host, const QTemporaryDir& root, const QList<PageSpec>& specs)
-{
-    for (int i = 0; i < specs.size(); ++i) {
-        PageSettingsRecord page;
-        page.tabName = QStringLiteral("p%1").arg(i + 1);
-        page.checked = specs.at(i).checked;
-        page.generalInputDir = PageDir(root, i + 1, "in");
-        page.generalOutputDir = PageDir(root, i + 1, "out");
-        page.generalOutputFormat = specs.at(i).outputFormat;
-        page.resizeGroup = specs.at(i).width != 1000;
-        page.resizeRadio = ResizeModeWidth;
-        page.resizeWidth = specs.at(i).width;
-        page.uniqueLogFile = true;
-        QDir().mkpath(page.generalInputDir);
-        for (const QString& name : specs.at(i).files) {
-            // Larger files begin first: a hung engine starts after the file beside it, even on one processor.
-            QFile file(page.generalInputDir + name);
-            const int size = name.contains("hang") ? 10 : 2000;
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(size, 'i')) == size);
-        }
-        host.pages.append(page);
-    }
-}
 
 } // namespace
 
@@ -216,49 +198,45 @@ void TestRunDrivers::runsFromTheButtonToItsEnd()
     QFETCH(QList<int>, outputs);
     QFETCH(QStringList, texts);
     QFETCH(QList<int>, focused);
-    QTemporaryDir root;
-    TestHost host;
-    Fill(host, root, pages);
+    TestHost host(pages);
     if (change == "hang")   // the limit shortened, so that the test does not wait an hour
         host.timeoutMs = 1500;
     if (change == "no input")
-        host.pages[0].generalInputDir = root.filePath("missing/");
+        host.pages[0].generalInputDir = host.root.filePath("missing/");
     if (change == "read-only output")
         host.pages[0].generalOutputDir = QStringLiteral("/proc/dravik-test-out/");
     if (change == "same folders")
-        host.pages[0].generalOutputDir = PageDir(root, 1, "IN");
+        host.pages[0].generalOutputDir = host.Dir(1, "IN");
     if (change == "no engine")
-        host.engine = root.filePath("dravik.bin");
+        host.engine = host.root.filePath("dravik.bin");
     if (change == "vanish")
         host.beforeSearch = [&] { QDir(host.pages[0].generalInputDir).removeRecursively(); };
-    host.window.show();
-    User user(&host.window);
     if (change == "stop 2")
-        user.stopWhen = [&] { return !OutputsOf(root, 2).isEmpty(); };
+        host.stopWhen = [&] { return !host.Outputs(2).isEmpty(); };
 
     QCOMPARE(RunEntry(host), result);
 
-    QCOMPARE(user.shown, dialogs);
+    QCOMPARE(host.shown, dialogs);
     QCOMPARE(host.focused, focused);
-    QCOMPARE(user.closeAccepted, false);
+    QCOMPARE(host.closeAccepted, false);
     QVERIFY(host.window.isVisible());
     for (int i = 0; i < outputs.size(); ++i) {
-        const QStringList written = OutputsOf(root, i + 1);
+        const QStringList written = host.Outputs(i + 1);
         if (outputs.at(i) >= 0)
             QCOMPARE(written.size(), outputs.at(i));
         else    // stopped: the files already begun are finished, the rest never begun
             QVERIFY2(written.size() >= 1 && written.size() < pages.at(i).files.size(), qPrintable(written.join(' ')));
         for (const QString& name : written)
-            QVERIFY2(QFileInfo(PageDir(root, i + 1, "out") + name).size() > 0, qPrintable(name));
+            QVERIFY2(QFileInfo(host.Dir(i + 1, "out") + name).size() > 0, qPrintable(name));
     }
     if (change == "hang") {   // the reason, for whoever reads the log
-        QFile log(PageDir(root, 1, "out") + "_DravikLog.log");
+        QFile log(host.Dir(1, "out") + "_DravikLog.log");
         QVERIFY(log.open(QIODevice::ReadOnly) && log.readAll().contains("  Timedout (exec)  : "));
     }
-    QCOMPARE(user.texts.size(), texts.size());
+    QCOMPARE(host.texts.size(), texts.size());
     for (int i = 0; i < texts.size(); ++i)
         if (texts.at(i) != "*")
-            QCOMPARE(user.texts.at(i), QString(texts.at(i)).replace("{in1}", PageDir(root, 1, "in")));
+            QCOMPARE(host.texts.at(i), QString(texts.at(i)).replace("{in1}", host.Dir(1, "in")));
 }
 
 QTEST_MAIN(TestRunDrivers)

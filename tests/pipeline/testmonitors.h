@@ -6,12 +6,7 @@
 #include "pipeline/runflags.h"
 #include "pipeline/timeleft.h"
 
-#include <QElapsedTimer>
-#include <QMutex>
-#include <QStringList>
-
-#include <atomic>
-#include <functional>
+#include <QtCore>
 
 class TestProcessMonitor : public ProcessMonitor
 {

@@ -3,14 +3,8 @@
 
 #include "pipeline/enginelocator.h"
 
-#include <QDir>
-#include <QEventLoop>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QThread>
-#include <QTimer>
+#include <QtTest>
 
-#include <cstdio>
 #include <cstring>
 
 namespace {

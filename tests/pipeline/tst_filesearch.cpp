@@ -4,10 +4,6 @@
 #include "pipeline/outputconflicts.h"
 #include "testmonitors.h"
 
-#include <QDir>
-#include <QFile>
-#include <QSet>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {

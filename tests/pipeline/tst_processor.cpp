@@ -7,15 +7,9 @@
 #include "settings/pagesettingsrecord.h"
 #include "testmonitors.h"
 
-#include <QDir>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <thread>
-
-#ifndef Q_OS_WIN
-#include <unistd.h>
-#endif
 
 namespace {
 
