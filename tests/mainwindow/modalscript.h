@@ -14,9 +14,8 @@ class ModalScript : public QObject
 {
 public:
     // The newest script answers; an older one still in scope waits until the newer one goes.
-    ModalScript() : previous(newest)
+    ModalScript() : previous(std::exchange(newest, this))
     {
-        newest = this;
         connect(&timer, &QTimer::timeout, this, &ModalScript::Poll);
         timer.start(20);
     }
@@ -28,10 +27,8 @@ public:
         return On<QMessageBox>([this, button](QMessageBox* box) {
             Record(box->text(), box->buttons());
             titles.append(box->windowTitle());
-            if (QAbstractButton* chosen = box->buttons().size() == 1 ? box->buttons().first() : box->button(button))
-                chosen->click();
-            else
-                ++unexpected, box->close();
+            QAbstractButton* chosen = box->buttons().size() == 1 ? box->buttons().first() : box->button(button);
+            return chosen && (chosen->click(), true);
         });
     }
     // The name dialog: type over its text and press Enter.
@@ -42,19 +39,16 @@ public:
             auto* edit = dialog->findChild<QLineEdit*>();
             edit->selectAll();
             QTest::keyClicks(edit, typed);
-            QTest::keyClick(edit, Qt::Key_Return);
+            return QTest::keyClick(edit, Qt::Key_Return), true;
         });
     }
     ModalScript& Menu(const QString& entry)
     {
-        return On<QMenu>([this, entry](QMenu* menu) {
+        return On<QMenu>([entry](QMenu* menu) {
             for (QAction* action : menu->actions())
                 if (action->text() == entry)
-                    menu->setActiveAction(action);
-            if (menu->activeAction())
-                QTest::keyClick(menu, Qt::Key_Return);
-            else
-                ++unexpected, menu->close();
+                    return menu->setActiveAction(action), QTest::keyClick(menu, Qt::Key_Return), true;
+            return false;
         });
     }
     // A file dialog: the path typed into its name box, as a user would (a file that does not exist
@@ -65,7 +59,7 @@ public:
             Record(dialog->windowTitle(), {});
             dialog->setDirectory(QFileInfo(path).absolutePath());
             dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QFileInfo(path).fileName());
-            static_cast<QDialog*>(dialog)->accept();
+            return static_cast<QDialog*>(dialog)->accept(), true;
         });
     }
 
@@ -83,16 +77,11 @@ public:
 
 private:
     using Step = std::function<bool(QWidget*)>;
-    // An answer for the next window, which must be a Window.
+    // An answer for the next window, which must be a Window; false when it could not answer.
     template <class Window, class Answer>
     ModalScript& On(Answer answer)
     {
-        steps.append([answer](QWidget* window) {
-            auto* typed = qobject_cast<Window*>(window);
-            if (typed)
-                answer(typed);
-            return typed != nullptr;
-        });
+        steps.append([answer](QWidget* window) { return qobject_cast<Window*>(window) && answer(qobject_cast<Window*>(window)); });
         return *this;
     }
     void Record(const QString& text, const QList<QAbstractButton*>& buttons)
@@ -101,6 +90,7 @@ private:
         for (QAbstractButton* b : buttons)
             buttonTexts.append(b->text());
     }
+
     void Poll()
     {
         QWidget* window = QApplication::activePopupWidget() ? QApplication::activePopupWidget() : QApplication::activeModalWidget();
@@ -108,16 +98,12 @@ private:
             return;
         handled = window;
         // Answered from the event loop, not from this timer: an answer may open the next window,
-        // and a timer is never called again while its own call is running.
+        // and a timer is never called again while its own call is running. The step is taken off
+        // first: the answer may run the next windows before it returns.
         QTimer::singleShot(0, this, [this, target = QPointer<QWidget>(window)] {
-            if (!target)
-                return;
-            // Taken off first: the answer may run the next windows before it returns.
-            const Step step = steps.isEmpty() ? Step() : steps.takeFirst();
-            if (!step || !step(target)) {
-                ++unexpected;
-                target->close();
-            }
+            const Step step = target && !steps.isEmpty() ? steps.takeFirst() : Step();
+            if (target && (!step || !step(target)))
+                ++unexpected, target->close();
         });
     }
 
