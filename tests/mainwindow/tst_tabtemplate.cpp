@@ -15,13 +15,6 @@
 
 namespace {
 
-QByteArray Json(const PageSettingsRecord& record)
-{
-    QJsonObject object;
-    SettingsStore::WritePageJson(record, object);
-    return QJsonDocument(object).toJson();
-}
-
 // Delivers a drop the way a window routes it: to the innermost widget under the point that
 // accepts drops, which for an editable box is its line edit. File managers offer the addresses
 // as plain text too, which a line edit would paste.
@@ -47,7 +40,6 @@ class TestTabTemplate : public QObject
 {
     Q_OBJECT
 
-private:
     std::unique_ptr<TabTemplate> form;
     Ui::TabTemplate* ui = nullptr;
     QTranslator translator;
@@ -56,8 +48,7 @@ private slots:
     void cleanup() { form.reset(); }
     void initTestCase()
     {
-        QVERIFY(translator.load(QStringLiteral(":/translation/DKDesktop_ja_JP.qm")));
-        QCoreApplication::installTranslator(&translator);
+        QVERIFY(translator.load(QStringLiteral(":/translation/DKDesktop_ja_JP.qm")) && QCoreApplication::installTranslator(&translator));
     }
 
     void init()
@@ -70,9 +61,8 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(form.get()));
     }
 
-    // A new page saves the default record; load then save gives back a
-    // record with every field away from its default, and values no control can show come back
-    // as the page's defaults.
+    // A new page saves the default record; load then save gives back a record with every field
+    // away from its default, and values no control can show come back as the page's defaults.
     void formHoldsTheRecord()
     {
         PageSettingsRecord saved, sample = SamplePage(QStringLiteral("kept"));
@@ -94,7 +84,7 @@ private slots:
             saved = PageSettingsRecord();
             std::tie(saved.tabName, saved.checked, saved.viewListNum) = std::tie(loaded.tabName, loaded.checked, loaded.viewListNum);
             form->SavePageFromForm(saved);
-            QCOMPARE(Json(saved), Json(expected));
+            QVERIFY(saved == expected);
         }
     }
 
@@ -152,14 +142,12 @@ private slots:
     // The sample name follows the suffix, the opacity pair moves together, one position is checked.
     void pairedControlsStayInStep()
     {
-        ui->listWidget->setCurrentRow(2);
         QTest::keyClick(ui->groupBox_2, Qt::Key_Space);
         QTest::keyClicks(ui->lineEdit, QStringLiteral("_s"));
         QCOMPARE(ui->label_4->text(), QStringLiteral("sample_s.jpg"));
         QTest::keyClick(ui->groupBox_2, Qt::Key_Space);
         QCOMPARE(ui->label_4->text(), QStringLiteral("sample.jpg"));
 
-        ui->listWidget->setCurrentRow(4);
         QTest::keyClick(ui->groupBox_3, Qt::Key_Space);
         ui->spinBox_3->selectAll();
         QTest::keyClicks(ui->spinBox_3, QStringLiteral("37"));
