@@ -33,7 +33,7 @@ public:
     QList<PageSettingsRecord> pages;
     int current = 0, timeoutMs = 0;
     QString engine = QStringLiteral(DRAVIK_STANDIN_ENGINE);
-    std::function<void()> beforeSearch;
+    std::function<void()> beforeSearch = [] {};
     std::function<bool()> stopWhen;
     QList<int> focused;           // tab index * 2 + 1 for the output box
     QStringList shown;            // class names of the modal windows, in order of first appearance
@@ -85,8 +85,7 @@ public:
     void FocusFolderField(int i, bool output) override { focused.append(i * 2 + int(output)); }
     bool FindEngine(QString& path) override
     {
-        if (beforeSearch)
-            beforeSearch();
+        beforeSearch();
         if (!QFileInfo::exists(path = engine))
             QMessageBox::warning(&window, QString(), QStringLiteral("engine missing"));
         return QFileInfo::exists(path);
@@ -94,7 +93,6 @@ public:
     QWidget* DialogParent() const override { return const_cast<QWidget*>(&window); }
     int EngineTimeoutMs() const override { return timeoutMs; }
 
-protected:
     // Shows are caught as they happen: a quick search's dialog can come and go between polls.
     bool eventFilter(QObject* object, QEvent* event) override
     {
@@ -144,79 +142,75 @@ class TestRunDrivers : public QObject
     Q_OBJECT
 
 private slots:
-    void runsFromTheButtonToItsEnd_data();
-    void runsFromTheButtonToItsEnd();
-};
+    void runsFromTheButtonToItsEnd_data()
+    {
+        QTest::addColumn<QList<PageSpec>>("pages");
+        QTest::addColumn<Change>("change");           // what goes wrong, or when to stop
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<QStringList>("dialogs");
+        QTest::addColumn<QList<int>>("outputs");      // files in each page's output folder; -1: some, not all
+        QTest::addColumn<QStringList>("texts");       // of boxes, failed lists and conflicts; "*": any words
+        QTest::addColumn<QList<int>>("focused");      // tab index * 2 + 1 for the output box
+        using Pages = QList<PageSpec>;
+        using Ints = QList<int>;
+        const QStringList run{"MarqueeProgressBar", "ProgressBarDialog", "ResultDialog"}, searched{"MarqueeProgressBar", "QMessageBox"}, box{"QMessageBox"};
+        const QString noFiles = QStringLiteral("There are no files in the input folder that can be processed.");
+        const Pages one{{{"a.png"}}};
+        const Change none = [](TestHost&) {}, hang = [](TestHost& h) { h.timeoutMs = 1500; };
+        // One quick file, then more slow ones than engines run at once: the stop comes while the
+        // slow ones run, so some are never begun.
+        QStringList slow{"b_sleep100.png"};
+        for (int i = 0; i < 11; ++i)
+            slow << QStringLiteral("x%1_sleep700.png").arg(i);
 
-void TestRunDrivers::runsFromTheButtonToItsEnd_data()
-{
-    QTest::addColumn<QList<PageSpec>>("pages");
-    QTest::addColumn<Change>("change");           // what goes wrong, or when to stop
-    QTest::addColumn<bool>("result");
-    QTest::addColumn<QStringList>("dialogs");
-    QTest::addColumn<QList<int>>("outputs");      // files in each page's output folder; -1: some, not all
-    QTest::addColumn<QStringList>("texts");       // of boxes, failed lists and conflicts; "*": any words
-    QTest::addColumn<QList<int>>("focused");      // tab index * 2 + 1 for the output box
-    using Pages = QList<PageSpec>;
-    using Ints = QList<int>;
-    const QStringList run{"MarqueeProgressBar", "ProgressBarDialog", "ResultDialog"}, searched{"MarqueeProgressBar", "QMessageBox"}, box{"QMessageBox"};
-    const QString noFiles = QStringLiteral("There are no files in the input folder that can be processed.");
-    const Pages one{{{"a.png"}}};
-    const Change none = [](TestHost&) {}, hang = [](TestHost& h) { h.timeoutMs = 1500; };
-    // One quick file, then more slow ones than engines run at once: the stop comes while the
-    // slow ones run, so some are never begun.
-    QStringList slow{"b_sleep100.png"};
-    for (int i = 0; i < 11; ++i)
-        slow << QStringLiteral("x%1_sleep700.png").arg(i);
-
-    QTest::newRow("one page, damaged image listed, others done") << Pages{{{"a.png", "b.jpg", "c_exit90.png", "d.png"}}} << none << true << run << Ints{3} << QStringList{"{in1}c_exit90.png"} << Ints{};
-    QTest::newRow("engine crash: listed, the run ends with its result") << Pages{{{"a_crash.png"}}} << none << true << run << Ints{0} << QStringList{"{in1}a_crash.png"} << Ints{};
-    QTest::newRow("hung engine killed, the file begun beside it ends") << Pages{{{"a_hang.png", "b.png"}}} << hang << true << run << Ints{1} << QStringList{"{in1}a_hang.png"} << Ints{};
-    QTest::newRow("batch: hung engine on page 1, page 2 never runs") << Pages{{{"a_hang.png"}, true}, {{"b.png"}, true}} << hang << true << run << Ints{0, 0} << QStringList{"[[ p1 ]]\n{in1}a_hang.png"} << Ints{};
-    QTest::newRow("batch: refused options on page 1 go on with page 2, unchecked page left alone") << Pages{{{"a_exit77.png"}, true}, {{"b.png", "c.png"}, true}, {{"d.png"}}, {{"e.png"}, true}} << none << true << run << Ints{0, 2, 0, 1} << QStringList{"[[ p1 ]]\n追加引数に問題があります。引数指定を確認してください。"} << Ints{};
-    QTest::newRow("batch: a stop on page 2 ends it there") << Pages{{{"a.png"}, true}, {slow, true}, {{"f.png"}, true}} << Change([](TestHost& h) { h.stopWhen = [&h] { return !h.Outputs(2).isEmpty(); }; }) << true << QStringList{"MarqueeProgressBar", "ProgressBarDialog", "QMessageBox", "ResultDialog"} << Ints{1, -1, 0} << QStringList{"Do you want to cancel?", ""} << Ints{};
-    QTest::newRow("name clashes (sorted): conflict dialog, nothing processed") << Pages{{{"a.png", "A.gif", "b.png"}, true, OutputFormatJpeg}, {{"c.png", "c.webp"}, true, OutputFormatPng}} << none << true << QStringList{"MarqueeProgressBar", "ConflictDialog"} << Ints{0, 0} << QStringList{"A.gif\n[[ p1 ]]\n[[ p2 ]]\na.png\nc.png\nc.webp"} << Ints{};
-    QTest::newRow("no files") << Pages{{{"notes.txt"}}} << none << true << searched << Ints{0} << QStringList{noFiles} << Ints{};
-    QTest::newRow("input folder gone before the search") << one << Change([](TestHost& h) { h.beforeSearch = [&h] { QDir(h.pages[0].generalInputDir).removeRecursively(); }; }) << true << searched << Ints{0} << QStringList{noFiles} << Ints{};
-    QTest::newRow("input folder missing") << one << Change([](TestHost& h) { h.pages[0].generalInputDir = h.root.filePath("missing/"); }) << false << box << Ints{0} << QStringList{"*"} << Ints{0};
-    QTest::newRow("output folder cannot be made") << one << Change([](TestHost& h) { h.pages[0].generalOutputDir = "/proc/dravik-test-out/"; }) << false << box << Ints{} << QStringList{"*"} << Ints{1};
-    QTest::newRow("same folders in other case") << one << Change([](TestHost& h) { h.pages[0].generalOutputDir = h.Dir(1, "IN"); }) << false << box << Ints{} << QStringList{"出力フォルダーに入力フォルダーと同じ場所は指定できません。"} << Ints{1};
-    QTest::newRow("batch: page 2's width refused before any search, tab 2 shown") << Pages{{{"a.png"}, true}, {{"b.png"}, true, OutputFormatSame, 0}} << none << false << box << Ints{0, 0} << QStringList{"幅指定の値が正しくありません。"} << Ints{};
-    QTest::newRow("engine missing") << one << Change([](TestHost& h) { h.engine = h.root.filePath("dravik.bin"); }) << false << box << Ints{0} << QStringList{"engine missing"} << Ints{};
-    QTest::newRow("no page at all") << Pages{} << none << false << QStringList{} << Ints{} << QStringList{} << Ints{};
-}
-
-void TestRunDrivers::runsFromTheButtonToItsEnd()
-{
-    QFETCH(QList<PageSpec>, pages);
-    QFETCH(Change, change);
-    QFETCH(bool, result);
-    QFETCH(QStringList, dialogs);
-    QFETCH(QList<int>, outputs);
-    QFETCH(QStringList, texts);
-    QFETCH(QList<int>, focused);
-    TestHost host(pages);
-    change(host);
-    QCOMPARE(RunEntry(host), result);
-
-    QCOMPARE(host.shown, dialogs);
-    QCOMPARE(host.focused, focused);
-    QCOMPARE(host.closeAccepted, false);
-    QVERIFY(host.window.isVisible());
-    for (int i = 0; i < outputs.size(); ++i) {
-        const QStringList written = host.Outputs(i + 1);
-        if (outputs.at(i) >= 0)
-            QCOMPARE(written.size(), outputs.at(i));
-        else    // stopped: the files already begun are finished, the rest never begun
-            QVERIFY2(written.size() >= 1 && written.size() < pages.at(i).files.size(), qPrintable(written.join(' ')));
-        for (const QString& name : written)
-            QVERIFY2(QFileInfo(host.Dir(i + 1, "out") + name).size() > 0, qPrintable(name));
+        QTest::newRow("one page, damaged image listed, others done") << Pages{{{"a.png", "b.jpg", "c_exit90.png", "d.png"}}} << none << true << run << Ints{3} << QStringList{"{in1}c_exit90.png"} << Ints{};
+        QTest::newRow("engine crash: listed, the run ends with its result") << Pages{{{"a_crash.png"}}} << none << true << run << Ints{0} << QStringList{"{in1}a_crash.png"} << Ints{};
+        QTest::newRow("hung engine killed, the file begun beside it ends") << Pages{{{"a_hang.png", "b.png"}}} << hang << true << run << Ints{1} << QStringList{"{in1}a_hang.png"} << Ints{};
+        QTest::newRow("batch: hung engine on page 1, page 2 never runs") << Pages{{{"a_hang.png"}, true}, {{"b.png"}, true}} << hang << true << run << Ints{0, 0} << QStringList{"[[ p1 ]]\n{in1}a_hang.png"} << Ints{};
+        QTest::newRow("batch: refused options on page 1 go on with page 2, unchecked page left alone") << Pages{{{"a_exit77.png"}, true}, {{"b.png", "c.png"}, true}, {{"d.png"}}, {{"e.png"}, true}} << none << true << run << Ints{0, 2, 0, 1} << QStringList{"[[ p1 ]]\n追加引数に問題があります。引数指定を確認してください。"} << Ints{};
+        QTest::newRow("batch: a stop on page 2 ends it there") << Pages{{{"a.png"}, true}, {slow, true}, {{"f.png"}, true}} << Change([](TestHost& h) { h.stopWhen = [&h] { return !h.Outputs(2).isEmpty(); }; }) << true << QStringList{"MarqueeProgressBar", "ProgressBarDialog", "QMessageBox", "ResultDialog"} << Ints{1, -1, 0} << QStringList{"Do you want to cancel?", ""} << Ints{};
+        QTest::newRow("name clashes (sorted): conflict dialog, nothing processed") << Pages{{{"a.png", "A.gif", "b.png"}, true, OutputFormatJpeg}, {{"c.png", "c.webp"}, true, OutputFormatPng}} << none << true << QStringList{"MarqueeProgressBar", "ConflictDialog"} << Ints{0, 0} << QStringList{"A.gif\n[[ p1 ]]\n[[ p2 ]]\na.png\nc.png\nc.webp"} << Ints{};
+        QTest::newRow("no files") << Pages{{{"notes.txt"}}} << none << true << searched << Ints{0} << QStringList{noFiles} << Ints{};
+        QTest::newRow("input folder gone before the search") << one << Change([](TestHost& h) { h.beforeSearch = [&h] { QDir(h.pages[0].generalInputDir).removeRecursively(); }; }) << true << searched << Ints{0} << QStringList{noFiles} << Ints{};
+        QTest::newRow("input folder missing") << one << Change([](TestHost& h) { h.pages[0].generalInputDir = h.root.filePath("missing/"); }) << false << box << Ints{0} << QStringList{"*"} << Ints{0};
+        QTest::newRow("output folder cannot be made") << one << Change([](TestHost& h) { h.pages[0].generalOutputDir = "/proc/dravik-test-out/"; }) << false << box << Ints{} << QStringList{"*"} << Ints{1};
+        QTest::newRow("same folders in other case") << one << Change([](TestHost& h) { h.pages[0].generalOutputDir = h.Dir(1, "IN"); }) << false << box << Ints{} << QStringList{"出力フォルダーに入力フォルダーと同じ場所は指定できません。"} << Ints{1};
+        QTest::newRow("batch: page 2's width refused before any search, tab 2 shown") << Pages{{{"a.png"}, true}, {{"b.png"}, true, OutputFormatSame, 0}} << none << false << box << Ints{0, 0} << QStringList{"幅指定の値が正しくありません。"} << Ints{};
+        QTest::newRow("engine missing") << one << Change([](TestHost& h) { h.engine = h.root.filePath("dravik.bin"); }) << false << box << Ints{0} << QStringList{"engine missing"} << Ints{};
+        QTest::newRow("no page at all") << Pages{} << none << false << QStringList{} << Ints{} << QStringList{} << Ints{};
     }
-    QCOMPARE(host.texts.size(), texts.size());
-    for (int i = 0; i < texts.size(); ++i)
-        if (texts.at(i) != "*")
-            QCOMPARE(host.texts.at(i), QString(texts.at(i)).replace("{in1}", host.Dir(1, "in")));
-}
+
+    void runsFromTheButtonToItsEnd()
+    {
+        QFETCH(QList<PageSpec>, pages);
+        QFETCH(Change, change);
+        QFETCH(bool, result);
+        QFETCH(QStringList, dialogs);
+        QFETCH(QList<int>, outputs);
+        QFETCH(QStringList, texts);
+        QFETCH(QList<int>, focused);
+        TestHost host(pages);
+        change(host);
+        QCOMPARE(RunEntry(host), result);
+
+        QCOMPARE(host.shown, dialogs);
+        QCOMPARE(host.focused, focused);
+        QVERIFY(!host.closeAccepted && host.window.isVisible());
+        for (int i = 0; i < outputs.size(); ++i) {
+            const QStringList written = host.Outputs(i + 1);
+            if (outputs.at(i) >= 0)
+                QCOMPARE(written.size(), outputs.at(i));
+            else    // stopped: the files already begun are finished, the rest never begun
+                QVERIFY2(written.size() >= 1 && written.size() < pages.at(i).files.size(), qPrintable(written.join(' ')));
+            for (const QString& name : written)
+                QVERIFY2(QFileInfo(host.Dir(i + 1, "out") + name).size() > 0, qPrintable(name));
+        }
+        QCOMPARE(host.texts.size(), texts.size());
+        for (int i = 0; i < texts.size(); ++i)
+            if (texts.at(i) != "*")
+                QCOMPARE(host.texts.at(i), QString(texts.at(i)).replace("{in1}", host.Dir(1, "in")));
+    }
+};
 
 QTEST_MAIN(TestRunDrivers)
 #include "tst_rundrivers.moc"

@@ -7,11 +7,9 @@
 #include "mainwindow/pagenamedialog.h"
 #include "mainwindow/runhistories.h"
 #include "mainwindow/tabtemplate.h"
-#include "settings/settingsstore.h"
 #include "tests/mainwindow/modalscript.h"
 #include "tests/mainwindow/samplepage.h"
 #include "ui_tabtemplate.h"
-#include "widgets/dk_textcombox.h"
 
 namespace {
 
@@ -45,7 +43,6 @@ class TestTabTemplate : public QObject
     QTranslator translator;
 
 private slots:
-    void cleanup() { form.reset(); }
     void initTestCase()
     {
         QVERIFY(translator.load(QStringLiteral(":/translation/DKDesktop_ja_JP.qm")) && QCoreApplication::installTranslator(&translator));
@@ -56,7 +53,6 @@ private slots:
         form = std::make_unique<TabTemplate>();
         ui = form->ui;
         form->Initialization();
-        form->resize(690, 520);
         form->show();
         QVERIFY(QTest::qWaitForWindowExposed(form.get()));
     }
@@ -94,7 +90,7 @@ private slots:
     void enablingRules_data()
     {
         QTest::addColumn<QByteArray>("page");
-        QTest::addColumn<QStringList>("actions");   // Space on a control, a click on a radio button, "combo=index"
+        QTest::addColumn<QStringList>("actions");   // Space on a control, or "combo=index"
         QTest::addColumn<QString>("enabled");
         QTest::newRow("defaults") << QByteArray("{}") << QStringList{} << "......s...";
         QTest::newRow("png has no size group") << QByteArray(R"({"generalOutputFormat": 3})") << QStringList{} << "..........";
@@ -122,8 +118,6 @@ private slots:
             auto* control = form->findChild<QWidget*>(action.section(u'=', 0, 0));
             if (auto* combo = qobject_cast<QComboBox*>(control))
                 combo->setCurrentIndex(action.section(u'=', 1).toInt());
-            else if (qobject_cast<QRadioButton*>(control))
-                QTest::mouseClick(control, Qt::LeftButton);
             else
                 QTest::keyClick(control, Qt::Key_Space);
         }
