@@ -90,8 +90,29 @@ private slots:
         for (const char *bad : {"a:b", "a/b", "a\\b", "a?", "a*", "a\"", "a<", "a>", "a|"})
             QTest::addRow("suffix %s", bad) << PageChange([bad](auto &p) { p.useSuffix = true; p.suffix = bad; })
                                             << QStringList{"末尾追加文字に使用不可の文字が使用されています。", "lineEdit", "2"};
-        QTest::newRow("additional") << PageChange([](auto &p) { p.uniqueAddOption = true; p.uniqueAddOptionStr = "-reducemode"; })
-                                    << QStringList{Tr("追加オプションの指定が無効です。") + "\n" + Tr("デフォルトで使用されるオプションが指定されています。"), "addOptionLineEdit", "5"};
+        // The additional text: its form, and no option the application passes itself (the resize
+        // ones only while resizing is on, compared exactly).
+        const auto extra = [](const QString &text, bool resize = false) {
+            return PageChange([text, resize](auto &p) { std::tie(p.uniqueAddOption, p.uniqueAddOptionStr, p.resizeGroup) = std::tuple(true, text, resize); });
+        };
+        const QString invalid = Tr("追加オプションの指定が無効です。");
+        const QString reserved = invalid + "\n" + Tr("デフォルトで使用されるオプションが指定されています。");
+        const QString badChars = invalid + "\n" + Tr("使用不可の文字が使用されています。");
+        QTest::newRow("extra: a word alone") << extra("-q") << QStringList{invalid, "addOptionLineEdit", "5"};
+        QTest::newRow("extra: no dash") << extra("quality 80") << QStringList{invalid + "\n" + Tr("追加オプションは必ず「-」から始まります。"), "addOptionLineEdit", "5"};
+        QTest::newRow("extra: ? in a path") << extra("-stamp C:\\logo?.png") << QStringList{badChars, "addOptionLineEdit", "5"};
+        QTest::newRow("extra: =") << extra("-quality=80") << QStringList{badChars, "addOptionLineEdit", "5"};
+        QTest::newRow("extra: quoted path") << extra("-stamp \"C:\\My Logos\\logo (1).png\"") << QStringList{"-stamp", "C:\\My Logos\\logo (1).png"};
+        QTest::newRow("extra: two options") << extra("-quality 80 -metadata strip") << QStringList{"-quality", "80", "-metadata", "strip"};
+        QTest::newRow("extra: a resize word in another case") << extra("-Width", true) << QStringList{"-resizealg", "quality", "-Width"};
+        QTest::newRow("extra: a passed word with a value") << extra("-reducemode 3") << QStringList{"-jpegiccp", "auto", "-reducemode", "3"};
+        for (const char *word : {"-jpegfixbaseline", "-reducemode", "-outformat", "-outext", "-in", "-out", "-jpegqualitysafety",
+                                 "-jpegfilesizelimit", "-jpegfilesizelimithq", "-jpegiccp", "-stamp", "-stamppos", "-stampx", "-stampy", "-stampopaque"})
+            QTest::addRow("extra: %s", word) << extra(word) << QStringList{reserved, "addOptionLineEdit", "5"};
+        for (const char *word : {"-width", "-height", "-longside", "-zoom", "-resizealg", "-resizenozoom", "-resizefit"}) {
+            QTest::addRow("extra: %s, resizing off", word) << extra(word) << QStringList{"-jpegiccp", "auto", word};
+            QTest::addRow("extra: %s, resizing on", word) << extra(word, true) << QStringList{reserved, "addOptionLineEdit", "5"};
+        }
     }
 
     // Page fields become engine options in their order; a value out of range names its field.
@@ -106,35 +127,9 @@ private slots:
             QCOMPARE(args, expected);
     }
 
-    // The additional text: its form, and no option the application passes itself (the resize
-    // ones only while resizing is on, compared exactly).
-    void additionalOptionRules()
+    // The additional text is split on blanks, quotes keeping blanks and joining their neighbours.
+    void additionalTextSplits()
     {
-        const QString invalid = Tr("追加オプションの指定が無効です。");
-        const QString reserved = invalid + "\n" + Tr("デフォルトで使用されるオプションが指定されています。");
-        const QString badChars = invalid + "\n" + Tr("使用不可の文字が使用されています。");
-        const struct { QString text; bool resize; QString message; } cases[] = {
-            {"-q", false, invalid},
-            {"quality 80", false, invalid + "\n" + Tr("追加オプションは必ず「-」から始まります。")},
-            {"-stamp C:\\logo?.png", false, badChars},
-            {"-quality=80", false, badChars},
-            {"-stamp \"C:\\My Logos\\logo (1).png\"", false, {}},
-            {"-quality 80 -metadata strip", false, {}},
-            {"-Width", true, {}},
-            {"-reducemode 3", false, {}},
-        };
-        QString message;
-        for (const auto &c : cases) {
-            message.clear();
-            QCOMPARE(CheckAddOption(c.text, true, c.resize, &message), c.message.isEmpty());
-            QCOMPARE(message, c.message);
-        }
-        for (const char *word : {"-jpegfixbaseline", "-reducemode", "-outformat", "-outext", "-in", "-out", "-jpegqualitysafety",
-                                 "-jpegfilesizelimit", "-jpegfilesizelimithq", "-jpegiccp", "-stamp", "-stamppos", "-stampx", "-stampy",
-                                 "-stampopaque"})
-            QVERIFY2(!CheckAddOption(word, true, false, &message) && message == reserved, word);
-        for (const char *word : {"-width", "-height", "-longside", "-zoom", "-resizealg", "-resizenozoom", "-resizefit"})
-            QVERIFY2(CheckAddOption(word, true, false, &message) && !CheckAddOption(word, true, true, &message), word);
         QCOMPARE(SplitOptionText("  -stamp \"C:\\my logo.png\"  -a x\"y z\"w -b \"c d"),
                  QStringList({"-stamp", "C:\\my logo.png", "", "-a", "xy zw", "-b", "c d"}));
     }

@@ -9,8 +9,6 @@
 
 #include <QtTest>
 
-#include <thread>
-
 namespace {
 
 const qint64 kInputSize = 4096;
@@ -234,33 +232,6 @@ private slots:
             QCOMPARE(args.mid(0, 2), (QStringList{"-in", page.In(name)}));
             QVERIFY2(outformat == "auto" ? !engineOut.startsWith(page.data.outputDir) && !QFileInfo::exists(QFileInfo(engineOut).path()) : engineOut == page.Out(output),
                      qPrintable(engineOut));
-        }
-    }
-
-    // The stop question holds every worker; Yes skips the rest, No lets the run finish.
-    void stopQuestionPausesAndCancelSkipsTheRest()
-    {
-        for (const bool cancel : {true, false}) {
-            Page page;
-            const int count = 20;
-            for (int i = 0; i < count; ++i)
-                page.Add(QStringLiteral("f%1_sleep20.png").arg(i));
-            page.monitor.onFraction = [&](int started) {
-                if (started == 4)
-                    page.monitor.flags.SetQuestionShowing(true);
-            };
-            std::thread worker([&] { page.Run(); });
-            QTRY_VERIFY(page.monitor.IsQuestionShowing());
-            QTest::qWait(150);
-            const int startedWhileOpen = page.monitor.fractions.load();
-            QTest::qWait(250);
-            QCOMPARE(page.monitor.fractions.load(), startedWhileOpen);
-            page.monitor.flags.SetCancel(cancel);
-            page.monitor.flags.SetQuestionShowing(false);
-            worker.join();
-            VerifyCounts(page.result);
-            QCOMPARE(page.result.suspended, cancel);
-            QCOMPARE(page.result.successCount, quint32(cancel ? startedWhileOpen : count));
         }
     }
 
