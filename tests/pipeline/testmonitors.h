@@ -8,6 +8,11 @@
 
 #include <QtCore>
 
+inline QString Native(const QString &path)
+{
+    return QDir::toNativeSeparators(path);
+}
+
 class TestProcessMonitor : public ProcessMonitor
 {
 public:
