@@ -3,7 +3,6 @@
 
 #include "validation/warningbox.h"
 
-
 MarqueeProgressBar::MarqueeProgressBar(QWidget* parent)
     : QDialog(parent), ui(new Ui::MarqueeProgressBar)
 {
