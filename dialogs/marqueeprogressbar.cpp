@@ -3,9 +3,6 @@
 
 #include "validation/warningbox.h"
 
-#include <QCloseEvent>
-#include <QKeyEvent>
-
 MarqueeProgressBar::MarqueeProgressBar(QWidget* parent)
     : QDialog(parent), ui(new Ui::MarqueeProgressBar)
 {
@@ -16,7 +13,7 @@ MarqueeProgressBar::MarqueeProgressBar(QWidget* parent)
 
 MarqueeProgressBar::~MarqueeProgressBar()
 {
-    finished = true;
+    guard.Finish();
     delete ui;
 }
 
@@ -50,36 +47,17 @@ void MarqueeProgressBar::ShowRefusal(const QString& message)
 void MarqueeProgressBar::ProgressEnd()
 {
     accept();
-    finished = true;
+    guard.Finish();
 }
 
 void MarqueeProgressBar::on_pushButton_clicked()
 {
-    if (finished) {
+    if (guard.Finished()) {
         emit ProgressDone();
         return;
     }
     // The search may have ended while the question was open; its end was then already
     // delivered and nothing else would close the window.
-    if (question.Ask(this, ui->pushButton) && finished)
+    if (question.Ask(this, ui->pushButton) && guard.Finished())
         emit ProgressDone();
-}
-
-void MarqueeProgressBar::closeEvent(QCloseEvent* event)
-{
-    if (!finished) {
-        event->ignore();
-        return;
-    }
-    QDialog::closeEvent(event);
-}
-
-void MarqueeProgressBar::keyPressEvent(QKeyEvent* event)
-{
-    // Escape would reject the window while the search still runs.
-    if (event->key() == Qt::Key_Escape) {
-        event->accept();
-        return;
-    }
-    QDialog::keyPressEvent(event);
 }

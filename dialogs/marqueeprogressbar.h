@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dialogs/busyguard.h"
 #include "dialogs/stopquestion.h"
 #include "pipeline/runflags.h"
 
@@ -11,9 +12,6 @@
 namespace Ui {
 class MarqueeProgressBar;
 }
-
-class QCloseEvent;
-class QKeyEvent;
 
 // The busy window in front of the main window while the input files are searched. The search
 // worker reads its stop flags, waits while the stop question is open and signals the end;
@@ -44,13 +42,9 @@ public slots:
     void on_pushButton_clicked();
     void ProgressEnd();
 
-protected:
-    void closeEvent(QCloseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-
 private:
     Ui::MarqueeProgressBar* ui = nullptr;
     StopQuestion question;
-    bool finished = false;
+    BusyGuard guard{this};
     std::atomic<bool> batchMode{false};
 };

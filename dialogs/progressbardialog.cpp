@@ -3,9 +3,7 @@
 
 #include "pipeline/timeleft.h"
 
-#include <QCloseEvent>
 #include <QFontMetrics>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QMetaObject>
 #include <QThread>
@@ -52,7 +50,7 @@ ProgressBarDialog::ProgressBarDialog(QWidget* parent, bool batch)
 ProgressBarDialog::~ProgressBarDialog()
 {
     DetachUpdates();
-    finished = true;
+    guard.Finish();
     delete ui;
 }
 
@@ -153,7 +151,7 @@ void ProgressBarDialog::SetWholeElapsedTime(int hh, int mm, int ss)
 void ProgressBarDialog::SetFractionSlot(const int value)
 {
     // Disconnecting does not recall updates already queued by workers before the end.
-    if (finished)
+    if (guard.Finished())
         return;
     ui->progressBar->setValue(value);
     ui->fileNowCountLabel->setText(QString::number(value));
@@ -167,7 +165,7 @@ void ProgressBarDialog::CallbackEverySecond()
 
 void ProgressBarDialog::on_pushButton_clicked()
 {
-    if (finished) {
+    if (guard.Finished()) {
         DetachUpdates();
         accept();
         return;
@@ -179,7 +177,7 @@ void ProgressBarDialog::ProgressDone()
 {
     DetachUpdates();
     accept();
-    finished = true;
+    guard.Finish();
 }
 
 void ProgressBarDialog::DetachUpdates()
@@ -187,23 +185,4 @@ void ProgressBarDialog::DetachUpdates()
     disconnect(&secondTimer, &QTimer::timeout, this, &ProgressBarDialog::CallbackEverySecond);
     secondTimer.stop();
     disconnect(this, &ProgressBarDialog::SetFraction, this, &ProgressBarDialog::SetFractionSlot);
-}
-
-void ProgressBarDialog::closeEvent(QCloseEvent* event)
-{
-    if (!finished) {
-        event->ignore();
-        return;
-    }
-    QDialog::closeEvent(event);
-}
-
-void ProgressBarDialog::keyPressEvent(QKeyEvent* event)
-{
-    // Escape would reject the dialog while the workers still run.
-    if (event->key() == Qt::Key_Escape) {
-        event->accept();
-        return;
-    }
-    QDialog::keyPressEvent(event);
 }

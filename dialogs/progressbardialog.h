@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dialogs/busyguard.h"
 #include "dialogs/stopquestion.h"
 #include "pipeline/runflags.h"
 
@@ -11,9 +12,6 @@
 namespace Ui {
 class ProgressBarDialog;
 }
-
-class QCloseEvent;
-class QKeyEvent;
 
 // The modal window in front of the main window while the engine processes a page (or a batch
 // of pages). The drivers prepare it on the user-interface thread; the processor's workers
@@ -57,10 +55,6 @@ public slots:
     void SetWholeElapsedTime(int hh, int mm, int ss);
     void CallbackEverySecond();
 
-protected:
-    void closeEvent(QCloseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-
 private:
     // Stops the elapsed-time tick and drops fraction updates that are still queued.
     void DetachUpdates();
@@ -68,7 +62,7 @@ private:
     Ui::ProgressBarDialog* ui = nullptr;
     bool batchMode = false;
     StopQuestion question;
-    bool finished = false;
+    BusyGuard guard{this};
     QElapsedTimer elapsedTimer;
     QTimer secondTimer;
 };

@@ -21,6 +21,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPalette>
+#include <QShortcutEvent>
 
 namespace {
 
@@ -103,6 +104,7 @@ void TabTemplate::ConnectControls()
 void TabTemplate::StyleControls()
 {
     ui->DetailedButton->setShortcut(QKeySequence(Qt::ALT | Qt::Key_V));
+    ui->DetailedButton->installEventFilter(this);
     ui->DetailedButton->setToolTip(tr("Alt+V_win"));
     ui->inputLineEdit->lineEdit()->setMaxLength(PageLimits::kFolderPathMaxLength);
     ui->outputLineEdit->lineEdit()->setMaxLength(PageLimits::kFolderPathMaxLength);
@@ -125,6 +127,19 @@ void TabTemplate::StyleControls()
     setToolTipDuration(kToolTipMilliseconds);
     for (QWidget* child : findChildren<QWidget*>())
         child->setToolTipDuration(kToolTipMilliseconds);
+}
+
+bool TabTemplate::eventFilter(QObject* watched, QEvent* event)
+{
+    // A button's own shortcut shows a 100 ms press before it clicks and drops every press of the
+    // key while that runs, so a quick second Alt+V (or the key held down) left the panel open.
+    // Clicked at once, each press toggles it.
+    if (watched == ui->DetailedButton && event->type() == QEvent::Shortcut
+        && !static_cast<QShortcutEvent*>(event)->isAmbiguous()) {
+        ui->DetailedButton->click();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void TabTemplate::SetTitleColour(QWidget* groupBox, bool enabled)

@@ -86,6 +86,9 @@ signals:
     void exportRequested();          // preset export button
     void historiesRequested();       // a history box is about to open
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void TabSetUp();
     void ConnectControls();

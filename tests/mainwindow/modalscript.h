@@ -5,18 +5,8 @@
 // appears when the script is used up, or of another kind than the answer expects, is closed
 // and counted as unexpected, so a test never hangs and never passes by accident.
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QDialogButtonBox>
-#include <QFileDialog>
-#include <QInputDialog>
-#include <QLineEdit>
-#include <QMenu>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QPointer>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <functional>
 
@@ -24,79 +14,52 @@ class ModalScript : public QObject
 {
 public:
     // The newest script answers; an older one still in scope waits until the newer one goes.
-    ModalScript() : previous(Newest())
+    ModalScript() : previous(std::exchange(newest, this))
     {
-        Newest() = this;
-        connect(&timer, &QTimer::timeout, this, [this] { Poll(); });
+        connect(&timer, &QTimer::timeout, this, &ModalScript::Poll);
         timer.start(20);
     }
-    ~ModalScript() override { Newest() = previous; }
+    ~ModalScript() override { newest = previous; }
 
     // A message box: press the button (a box with one button: that one).
     ModalScript& Box(QMessageBox::StandardButton button = QMessageBox::Ok)
     {
-        return Add([this, button](QWidget* window) {
-            auto* box = qobject_cast<QMessageBox*>(window);
-            QAbstractButton* chosen = !box ? nullptr : box->buttons().size() == 1 ? box->buttons().first() : box->button(button);
-            if (chosen) {
-                Record(box->text(), box->buttons());
-                titles.append(box->windowTitle());
-                chosen->click();
-            }
-            return chosen != nullptr;
+        return On<QMessageBox>([this, button](QMessageBox* box) {
+            Record(box->text(), box->buttons());
+            titles.append(box->windowTitle());
+            QAbstractButton* chosen = box->buttons().size() == 1 ? box->buttons().first() : box->button(button);
+            return chosen && (chosen->click(), true);
         });
     }
-    // The name dialog: type over its text and press Enter, or press its cancel button.
-    ModalScript& Name(const QString& typed, bool accept = true)
+    // The name dialog: type over its text and press Enter.
+    ModalScript& Name(const QString& typed)
     {
-        return Add([this, typed, accept](QWidget* window) {
-            auto* dialog = qobject_cast<QInputDialog*>(window);
-            if (!dialog)
-                return false;
-            auto* buttons = dialog->findChild<QDialogButtonBox*>();
-            Record(dialog->textValue(), buttons->buttons());
+        return On<QInputDialog>([this, typed](QInputDialog* dialog) {
+            Record(dialog->textValue(), dialog->findChild<QDialogButtonBox*>()->buttons());
             auto* edit = dialog->findChild<QLineEdit*>();
             edit->selectAll();
             QTest::keyClicks(edit, typed);
-            if (accept)
-                QTest::keyClick(edit, Qt::Key_Return);
-            else
-                buttons->button(QDialogButtonBox::Cancel)->click();
-            return true;
+            return QTest::keyClick(edit, Qt::Key_Return), true;
         });
     }
     ModalScript& Menu(const QString& entry)
     {
-        return Add([entry](QWidget* window) {
-            auto* menu = qobject_cast<QMenu*>(window);
-            for (QAction* action : menu ? menu->actions() : QList<QAction*>()) {
-                if (action->text() == entry) {
-                    menu->setActiveAction(action);
-                    QTest::keyClick(menu, Qt::Key_Return);
-                    return true;
-                }
-            }
+        return On<QMenu>([entry](QMenu* menu) {
+            for (QAction* action : menu->actions())
+                if (action->text() == entry)
+                    return menu->setActiveAction(action), QTest::keyClick(menu, Qt::Key_Return), true;
             return false;
         });
     }
     // A file dialog: the path typed into its name box, as a user would (a file that does not exist
-    // yet cannot be selected), or cancelled when the path is empty.
+    // yet cannot be selected).
     ModalScript& File(const QString& path)
     {
-        return Add([this, path](QWidget* window) {
-            auto* dialog = qobject_cast<QFileDialog*>(window);
-            auto* nameBox = dialog ? dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")) : nullptr;
-            if (!nameBox)
-                return false;
+        return On<QFileDialog>([this, path](QFileDialog* dialog) {
             Record(dialog->windowTitle(), {});
-            if (path.isEmpty()) {
-                dialog->reject();
-                return true;
-            }
             dialog->setDirectory(QFileInfo(path).absolutePath());
-            nameBox->setText(QFileInfo(path).fileName());
-            static_cast<QDialog*>(dialog)->accept();
-            return true;
+            dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QFileInfo(path).fileName());
+            return static_cast<QDialog*>(dialog)->accept(), true;
         });
     }
 
@@ -114,9 +77,11 @@ public:
 
 private:
     using Step = std::function<bool(QWidget*)>;
-    ModalScript& Add(Step step)
+    // An answer for the next window, which must be a Window; false when it could not answer.
+    template <class Window, class Answer>
+    ModalScript& On(Answer answer)
     {
-        steps.append(std::move(step));
+        steps.append([answer](QWidget* window) { return qobject_cast<Window*>(window) && answer(qobject_cast<Window*>(window)); });
         return *this;
     }
     void Record(const QString& text, const QList<QAbstractButton*>& buttons)
@@ -125,36 +90,26 @@ private:
         for (QAbstractButton* b : buttons)
             buttonTexts.append(b->text());
     }
-    static ModalScript*& Newest()
-    {
-        static ModalScript* newest = nullptr;
-        return newest;
-    }
 
     void Poll()
     {
-        QWidget* window = QApplication::activePopupWidget();
-        if (!window)
-            window = QApplication::activeModalWidget();
-        if (Newest() != this || !window || !window->isVisible() || window == handled)
+        QWidget* window = QApplication::activePopupWidget() ? QApplication::activePopupWidget() : QApplication::activeModalWidget();
+        if (newest != this || !window || !window->isVisible() || window == handled)
             return;
         handled = window;
         // Answered from the event loop, not from this timer: an answer may open the next window,
-        // and a timer is never called again while its own call is running.
+        // and a timer is never called again while its own call is running. The step is taken off
+        // first: the answer may run the next windows before it returns.
         QTimer::singleShot(0, this, [this, target = QPointer<QWidget>(window)] {
-            if (!target)
-                return;
-            // Taken off first: the answer may run the next windows before it returns.
-            const Step step = steps.isEmpty() ? Step() : steps.takeFirst();
-            if (!step || !step(target)) {
-                ++unexpected;
-                target->close();
-            }
+            const Step step = target && !steps.isEmpty() ? steps.takeFirst() : Step();
+            if (target && (!step || !step(target)))
+                ++unexpected, target->close();
         });
     }
 
-    QList<Step> steps;
+    static inline ModalScript* newest = nullptr;
     ModalScript* previous = nullptr;
+    QList<Step> steps;
     QPointer<QWidget> handled;
     QTimer timer;
 };

@@ -6,7 +6,6 @@
 //   hang       sleep far longer than any test waits
 //   crash      abort
 //   big        write an output larger than the input
-//   empty      write an empty output
 //   tojpg      with -outformat auto, choose JPEG (otherwise PNG)
 //
 // Otherwise it writes an output that holds its own arguments, one a line, so tests can read the
@@ -93,12 +92,10 @@ int main(int argc, char **argv)
     }
 
     std::string content;
-    if (name.find("empty") == std::string::npos) {
-        for (const std::string &arg : args)
-            content += arg + "\n";
-        if (name.find("big") != std::string::npos)
-            content.resize(static_cast<size_t>(in.tellg()) + 100 + content.size(), 'x');
-    }
+    for (const std::string &arg : args)
+        content += arg + "\n";
+    if (name.find("big") != std::string::npos)
+        content.resize(static_cast<size_t>(in.tellg()) + 100 + content.size(), 'x');
     std::ofstream out(output, std::ios::binary | std::ios::trunc);
     if (!out)
         return 96;

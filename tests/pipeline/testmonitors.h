@@ -6,12 +6,12 @@
 #include "pipeline/runflags.h"
 #include "pipeline/timeleft.h"
 
-#include <QElapsedTimer>
-#include <QMutex>
-#include <QStringList>
+#include <QtCore>
 
-#include <atomic>
-#include <functional>
+inline QString Native(const QString &path)
+{
+    return QDir::toNativeSeparators(path);
+}
 
 class TestProcessMonitor : public ProcessMonitor
 {
@@ -19,12 +19,7 @@ public:
     TestProcessMonitor() { timer.start(); }
 
     void SetProgress(int) override {}
-    void SetFraction(int started) override
-    {
-        fractions.fetch_add(1);
-        if (onFraction)
-            onFraction(started);
-    }
+    void SetFraction(int) override {}
     void SetInputFileName(const QString &) override {}
     void SetOutputFileName(const QString &) override {}
     void SetTimeLeft(int hh, int mm, int ss) override
@@ -43,9 +38,7 @@ public:
     RunFlags flags;
     QElapsedTimer timer;
     qint64 extraMs = 0;                   // lets a test pretend that time has passed
-    std::atomic<int> fractions{0};
     std::atomic<int> progressEnds{0};
-    std::function<void(int)> onFraction;  // called on the worker that starts a file
     QMutex mutex;
     QStringList timeLeft;
 };

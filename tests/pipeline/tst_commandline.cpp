@@ -52,16 +52,14 @@ private slots:
         QTest::newRow("mark") << PageChange([](auto &p) { p.generalOptMarkWritee = true; }) << QStringList{"-optmarkwrite", "on", "-optmarkskipin", "auto"};
         QTest::newRow("size limit") << PageChange([](auto &p) { p.jpegFileSizeGroup = true; p.jpegUpperLimit = 250; })
                                     << QStringList{"-optmarkskipout", "off", "-jpegfilesizelimit", "250", "-jpegqualitysafety"};
-        QTest::newRow("size limit hq") << PageChange([](auto &p) { p.jpegFileSizeGroup = true; p.jpegMaintainImageQual = true; })
-                                       << QStringList{"-jpegfilesizelimithq", "on"};
+        QTest::newRow("size limit hq") << PageChange([](auto &p) { p.jpegFileSizeGroup = true; p.jpegMaintainImageQual = true; }) << QStringList{"-jpegfilesizelimithq", "on"};
         QTest::newRow("image fit") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeImageFit = 2; p.resizeForm = 1; p.resizeSmallImage = false; })
                                    << QStringList{"-resizefit", "outer", "-width", "1000", "-height", "1000", "-resizenozoom", "off", "-resizealg", "balance"};
         QTest::newRow("magnification") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeRadio = ResizeModeMagnification; p.resizeMagnification = 50; })
                                        << QStringList{"-jpegiccp", "auto", "-zoom", "50", "-resizenozoom"};
         QTest::newRow("long side") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeRadio = ResizeModeLongSide; p.resizeLongSide = 320; })
                                    << QStringList{"-jpegiccp", "auto", "-longside", "320", "-resizenozoom"};
-        QTest::newRow("height") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeRadio = ResizeModeHeight; })
-                                << QStringList{"-jpegiccp", "auto", "-height", "1000", "-resizenozoom"};
+        QTest::newRow("height") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeRadio = ResizeModeHeight; }) << QStringList{"-jpegiccp", "auto", "-height", "1000", "-resizenozoom"};
         const QString stamp = QCoreApplication::applicationFilePath();  // any existing file will do
         QTest::newRow("stamp") << PageChange([stamp](auto &p) { p.stampGroup = true; p.stampFile = stamp; p.stampOpaque = 40; p.stampOffsetX = -12; p.stampOffsetY = 7; p.stampPosition = "nowhere"; })
                                << QStringList{"-stamp", stamp, "-stampopaque", "40", "-stampx", "-12", "-stampy", "7", "-stamppos", "center"};
@@ -75,23 +73,39 @@ private slots:
             QTest::addRow("limit %d", bad) << PageChange([bad](auto &p) { p.jpegFileSizeGroup = true; p.jpegUpperLimit = bad; })
                                            << QStringList{Tr("JPEGファイル上限サイズの値が正しくありません。"), "sizeAdjustmentLimitSpinBox", "1"};
         for (int bad : {0, 9})
-            QTest::addRow("reducemode %d", bad) << PageChange([bad](auto &p) { p.balanceReducemode = bad; })
-                                                << QStringList{Tr("reducemodeが範囲外を示しています。"), "reducemodeSlider", "-1"};
-        QTest::newRow("fit width") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeWidth = 0; p.resizeHeight = 0; })
-                                   << QStringList{Tr("幅指定の値が正しくありません。"), "widthSpinBox", "0"};
-        QTest::newRow("fit height") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeHeight = 20001; })
-                                    << QStringList{Tr("高さ指定がの値が正しくありません。"), "heightSpinBox", "0"};
+            QTest::addRow("reducemode %d", bad) << PageChange([bad](auto &p) { p.balanceReducemode = bad; }) << QStringList{Tr("reducemodeが範囲外を示しています。"), "reducemodeSlider", "-1"};
+        QTest::newRow("fit width") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeWidth = 0; p.resizeHeight = 0; }) << QStringList{Tr("幅指定の値が正しくありません。"), "widthSpinBox", "0"};
+        QTest::newRow("fit height") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeHeight = 20001; }) << QStringList{Tr("高さ指定がの値が正しくありません。"), "heightSpinBox", "0"};
         QTest::newRow("magnification 1000") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeRadio = ResizeModeMagnification; p.resizeMagnification = 1000; })
                                             << QStringList{Tr("倍率指定の値が正しくありません。"), "magnificationSpinBox", "0"};
         QTest::newRow("long side 20001") << PageChange([](auto &p) { p.resizeGroup = true; p.resizeRadio = ResizeModeLongSide; p.resizeLongSide = 20001; })
                                          << QStringList{Tr("長辺指定がの値が正しくありません。"), "longSideSpinBox", "0"};
-        QTest::newRow("stamp folder") << PageChange([](auto &p) { p.stampGroup = true; p.stampFile = "/"; })
-                                      << QStringList{Tr("スタンプファイルが見つかりません。"), "lineEdit_2", "4"};
+        QTest::newRow("stamp folder") << PageChange([](auto &p) { p.stampGroup = true; p.stampFile = "/"; }) << QStringList{Tr("スタンプファイルが見つかりません。"), "lineEdit_2", "4"};
         for (const char *bad : {"a:b", "a/b", "a\\b", "a?", "a*", "a\"", "a<", "a>", "a|"})
-            QTest::addRow("suffix %s", bad) << PageChange([bad](auto &p) { p.useSuffix = true; p.suffix = bad; })
-                                            << QStringList{"末尾追加文字に使用不可の文字が使用されています。", "lineEdit", "2"};
-        QTest::newRow("additional") << PageChange([](auto &p) { p.uniqueAddOption = true; p.uniqueAddOptionStr = "-reducemode"; })
-                                    << QStringList{Tr("追加オプションの指定が無効です。") + "\n" + Tr("デフォルトで使用されるオプションが指定されています。"), "addOptionLineEdit", "5"};
+            QTest::addRow("suffix %s", bad) << PageChange([bad](auto &p) { p.useSuffix = true; p.suffix = bad; }) << QStringList{"末尾追加文字に使用不可の文字が使用されています。", "lineEdit", "2"};
+        // The additional text: its form, and no option the application passes itself (the resize
+        // ones only while resizing is on, compared exactly).
+        const auto extra = [](const QString &text, bool resize = false) {
+            return PageChange([text, resize](auto &p) { std::tie(p.uniqueAddOption, p.uniqueAddOptionStr, p.resizeGroup) = std::tuple(true, text, resize); });
+        };
+        const QString invalid = Tr("追加オプションの指定が無効です。");
+        const QString reserved = invalid + "\n" + Tr("デフォルトで使用されるオプションが指定されています。");
+        const QString badChars = invalid + "\n" + Tr("使用不可の文字が使用されています。");
+        QTest::newRow("extra: a word alone") << extra("-q") << QStringList{invalid, "addOptionLineEdit", "5"};
+        QTest::newRow("extra: no dash") << extra("quality 80") << QStringList{invalid + "\n" + Tr("追加オプションは必ず「-」から始まります。"), "addOptionLineEdit", "5"};
+        QTest::newRow("extra: ? in a path") << extra("-stamp C:\\logo?.png") << QStringList{badChars, "addOptionLineEdit", "5"};
+        QTest::newRow("extra: =") << extra("-quality=80") << QStringList{badChars, "addOptionLineEdit", "5"};
+        QTest::newRow("extra: quoted path") << extra("-stamp \"C:\\My Logos\\logo (1).png\"") << QStringList{"-stamp", "C:\\My Logos\\logo (1).png"};
+        QTest::newRow("extra: two options") << extra("-quality 80 -metadata strip") << QStringList{"-quality", "80", "-metadata", "strip"};
+        QTest::newRow("extra: a resize word in another case") << extra("-Width", true) << QStringList{"-resizealg", "quality", "-Width"};
+        QTest::newRow("extra: a passed word with a value") << extra("-reducemode 3") << QStringList{"-jpegiccp", "auto", "-reducemode", "3"};
+        for (const char *word : {"-jpegfixbaseline", "-reducemode", "-outformat", "-outext", "-in", "-out", "-jpegqualitysafety",
+                                 "-jpegfilesizelimit", "-jpegfilesizelimithq", "-jpegiccp", "-stamp", "-stamppos", "-stampx", "-stampy", "-stampopaque"})
+            QTest::addRow("extra: %s", word) << extra(word) << QStringList{reserved, "addOptionLineEdit", "5"};
+        for (const char *word : {"-width", "-height", "-longside", "-zoom", "-resizealg", "-resizenozoom", "-resizefit"}) {
+            QTest::addRow("extra: %s, resizing off", word) << extra(word) << QStringList{"-jpegiccp", "auto", word};
+            QTest::addRow("extra: %s, resizing on", word) << extra(word, true) << QStringList{reserved, "addOptionLineEdit", "5"};
+        }
     }
 
     // Page fields become engine options in their order; a value out of range names its field.
@@ -106,35 +120,10 @@ private slots:
             QCOMPARE(args, expected);
     }
 
-    // The additional text: its form, and no option the application passes itself (the resize
-    // ones only while resizing is on, compared exactly).
-    void additionalOptionRules()
+
+    // The additional text is split on blanks, quotes keeping blanks and joining their neighbours.
+    void additionalTextSplits()
     {
-        const QString invalid = Tr("追加オプションの指定が無効です。");
-        const QString reserved = invalid + "\n" + Tr("デフォルトで使用されるオプションが指定されています。");
-        const QString badChars = invalid + "\n" + Tr("使用不可の文字が使用されています。");
-        const struct { QString text; bool resize; QString message; } cases[] = {
-            {"-q", false, invalid},
-            {"quality 80", false, invalid + "\n" + Tr("追加オプションは必ず「-」から始まります。")},
-            {"-stamp C:\\logo?.png", false, badChars},
-            {"-quality=80", false, badChars},
-            {"-stamp \"C:\\My Logos\\logo (1).png\"", false, {}},
-            {"-quality 80 -metadata strip", false, {}},
-            {"-Width", true, {}},
-            {"-reducemode 3", false, {}},
-        };
-        QString message;
-        for (const auto &c : cases) {
-            message.clear();
-            QCOMPARE(CheckAddOption(c.text, true, c.resize, &message), c.message.isEmpty());
-            QCOMPARE(message, c.message);
-        }
-        for (const char *word : {"-jpegfixbaseline", "-reducemode", "-outformat", "-outext", "-in", "-out", "-jpegqualitysafety",
-                                 "-jpegfilesizelimit", "-jpegfilesizelimithq", "-jpegiccp", "-stamp", "-stamppos", "-stampx", "-stampy",
-                                 "-stampopaque"})
-            QVERIFY2(!CheckAddOption(word, true, false, &message) && message == reserved, word);
-        for (const char *word : {"-width", "-height", "-longside", "-zoom", "-resizealg", "-resizenozoom", "-resizefit"})
-            QVERIFY2(CheckAddOption(word, true, false, &message) && !CheckAddOption(word, true, true, &message), word);
         QCOMPARE(SplitOptionText("  -stamp \"C:\\my logo.png\"  -a x\"y z\"w -b \"c d"),
                  QStringList({"-stamp", "C:\\my logo.png", "", "-a", "xy zw", "-b", "c d"}));
     }

@@ -3,14 +3,8 @@
 
 #include "pipeline/enginelocator.h"
 
-#include <QDir>
-#include <QEventLoop>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QThread>
-#include <QTimer>
+#include <QtTest>
 
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -61,25 +55,23 @@ private slots:
         QTest::addColumn<QByteArray>("mode");     // empty: an engine that cannot start
         QTest::addColumn<int>("boxOpenMs");       // how long the error handler's box stays open
         QTest::addColumn<QString>("version");
-        QTest::addColumn<int>("errors");
-        QTest::newRow("good") << QByteArray("good") << 0 << "3.2.1" << 0;
-        QTest::newRow("line not first") << QByteArray("leading-line") << 0 << "" << 0;
-        QTest::newRow("non-zero exit") << QByteArray("fails") << 0 << "" << 0;
-        QTest::newRow("hanging engine") << QByteArray("hangs") << 0 << "" << 1;
-        QTest::newRow("hanging engine, box left open") << QByteArray("hangs") << 900 << "" << 1;
-        QTest::newRow("cannot start") << QByteArray() << 0 << "" << 1;
-        QTest::newRow("cannot start, box left open") << QByteArray() << 900 << "" << 1;
+        QTest::newRow("good") << QByteArray("good") << 0 << "3.2.1";
+        QTest::newRow("line not first") << QByteArray("leading-line") << 0 << "";
+        QTest::newRow("non-zero exit") << QByteArray("fails") << 0 << "";
+        QTest::newRow("hanging engine") << QByteArray("hangs") << 0 << "";
+        QTest::newRow("hanging engine, box left open") << QByteArray("hangs") << 900 << "";
+        QTest::newRow("cannot start") << QByteArray() << 0 << "";
+        QTest::newRow("cannot start, box left open") << QByteArray() << 900 << "";
     }
 
     // A real process's output reaches the parser; a hang or a failed start gives exactly one
-    // error, even while its handler keeps a box (a nested event loop) open past the limit, and
+    // error (any other outcome none), even while its handler keeps a box (a nested event loop) open past the limit, and
     // the caller's timers keep running during the wait.
     void queryAnswersOrReportsOneFailure()
     {
         QFETCH(QByteArray, mode);
         QFETCH(int, boxOpenMs);
         QFETCH(QString, version);
-        QFETCH(int, errors);
         qputenv(kModeVariable, mode);
         QTemporaryDir folder;  // a folder in place of the engine passes the locator but cannot start
         QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("dravik.bin")));
@@ -99,7 +91,7 @@ private slots:
         connect(&tick, &QTimer::timeout, this, [&] { ++ticks; });
         tick.start(50);
         QCOMPARE(query.Run(mode == "hangs" ? 400 : 10000), version);  // a loaded machine starts slowly
-        QCOMPARE(seen.size(), errors);
+        QCOMPARE(seen.size(), int(mode == "hangs" || mode.isEmpty()));
         QCOMPARE(query.TimedOut(), mode == "hangs");
         if (mode == "hangs")
             QVERIFY2(ticks >= 5, qPrintable(QString::number(ticks)));

@@ -4,18 +4,9 @@
 #include "pipeline/outputconflicts.h"
 #include "testmonitors.h"
 
-#include <QDir>
-#include <QFile>
-#include <QSet>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
-
-QString Native(const QString &path)
-{
-    return QDir::toNativeSeparators(path);
-}
 
 // Creates one small file per relative path (slashes) below the folder; returns the folder
 // in the form the search takes (native, with a trailing separator).
@@ -119,8 +110,7 @@ private slots:
         Search s = Run(monitor, root);
         QCOMPARE(Natives(s.files), Natives({"con.tar.png", "fine.png"}));
         QCOMPARE(s.status, QString());
-        QCOMPARE(monitor.refusals.size(), 1);
-        QVERIFY(monitor.refusals.first().contains("CON"));
+        QVERIFY(monitor.refusals.size() == 1 && monitor.refusals.first().contains("CON"));
         Tree(dir, {"aux/inside.png"});
         QCOMPARE(Run(monitor, root).status, SearchStatus::OutputError());
         QVERIFY(monitor.refusals.last().contains("AUX"));

@@ -7,24 +7,11 @@
 #include "settings/pagesettingsrecord.h"
 #include "testmonitors.h"
 
-#include <QDir>
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <thread>
-
-#ifndef Q_OS_WIN
-#include <unistd.h>
-#endif
 
 namespace {
 
 const qint64 kInputSize = 4096;
-
-QString Native(const QString &path)
-{
-    return QDir::toNativeSeparators(path);
-}
 
 void WriteFile(const QString &path, qint64 size = kInputSize)
 {
@@ -48,12 +35,13 @@ struct Page
     ProcessControl control;
     ResultData result;
     TestProcessMonitor monitor;
+    int timeoutMs = kEngineTimeoutMs;
 
     explicit Page(const QString &outformat = QStringLiteral("same"), const QString &suffix = {})
     {
         data.exePath = QStringLiteral(DRAVIK_STANDIN_ENGINE);
         data.inputDir = Native(root.filePath("inp")) + QDir::separator();
-        data.outputDir = Native(root.filePath("out")) + QDir::separator();
+        data.outputDir = Native(root.filePath("o")) + QDir::separator();   // shorter: only an input path is too long
         QDir().mkpath(data.inputDir);
         QDir().mkpath(data.outputDir);
         PageSettingsRecord page;
@@ -70,10 +58,7 @@ struct Page
         WriteFile(data.inputDir + Native(entry));
         data.files << Native(entry);
     }
-    bool Run(bool lastPage = true, int timeoutMs = kEngineTimeoutMs)
-    {
-        return PreProcessing(&monitor, data, option, control, &result, lastPage, timeoutMs);
-    }
+    bool Run(bool lastPage = true) { return PreProcessing(&monitor, data, option, control, &result, lastPage, timeoutMs); }
     QString In(const QString &entry) const { return data.inputDir + Native(entry); }
     QString Out(const QString &entry) const { return data.outputDir + Native(entry); }
     QString Log() const { return QString::fromUtf8(ReadFile(RunLog::PathFor(data.outputDir))); }
@@ -94,7 +79,11 @@ void VerifyCounts(const ResultData &r, quint32 uncounted = 0)
     QCOMPARE(r.fileCount, r.failureCount + r.skipCount + r.successCount + uncounted);
 }
 
+using Setup = std::function<void(Page &)>;
+
 } // namespace
+
+Q_DECLARE_METATYPE(Setup)
 
 class TestProcessor : public QObject
 {
@@ -136,164 +125,101 @@ private slots:
         QCOMPARE(log.count(QRegularExpression(header, QRegularExpression::MultilineOption)), 2);
         QCOMPARE(log.count(QRegularExpression(footer, QRegularExpression::MultilineOption)), 2);
         QCOMPARE(log.count("\nprocess : "), 14);
-        for (const QString &entry : page.data.files)
-            QVERIFY2(page.Block(entry).contains("\nsuccess : " + entry + "\n\n"), qPrintable(page.Block(entry)));
-
-        // The log switch off: no log file.
-        page.control.createLogFile = false;
-        QVERIFY(QFile::remove(RunLog::PathFor(page.data.outputDir)) && page.Run());
-        QVERIFY(!QFileInfo::exists(RunLog::PathFor(page.data.outputDir)));
     }
 
-    void exitCodeContinuesOrStopsTheRun_data()
+    // What each file comes to, with a run of later files behind it: a code of the continue set
+    // fails one file and any other failure stops the run (the engine past its time limit killed,
+    // the files not yet started become suspension skips); outputs take the suffix and format, and
+    // with the automatic format the engine writes into a temporary folder whose file is renamed
+    // into place; update-only skips outputs not older than their input; inputs that cannot be
+    // done are skipped with their reason and left untouched. In the log lines {in} and {out}
+    // stand for the folders, and {long} and {fits} for names one past and at the path limit.
+    void filesComeToTheirOutcome_data()
     {
+        QTest::addColumn<QString>("outformat");   // "jpg" comes with the suffix "_s"
         QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("exe");     // empty: the stand-in
-        QTest::addColumn<int>("timeoutMs");
+        QTest::addColumn<Setup>("setup");
+        QTest::addColumn<QString>("line");        // a line of the file's block
+        QTest::addColumn<QString>("ending");      // how the block ends, but for a blank line; empty: no block at all
+        QTest::addColumn<QString>("output");      // the output written for it, if any
         QTest::addColumn<bool>("continues");
-        QTest::addColumn<QString>("line");    // the line before the block's "failure : " line
+        const Setup none = [](Page &) {};
+        const auto aged = [](int seconds) {   // update-only, with an earlier output that many seconds younger
+            return Setup([seconds](Page &p) {
+                p.control.updateFile = true;
+                WriteFile(p.Out(p.data.files.first()), 10);
+                const QDateTime base = QDateTime::currentDateTime().addSecs(-3600);
+                for (const auto &[path, when] : {std::pair{p.In(p.data.files.first()), base}, std::pair{p.Out(p.data.files.first()), base.addSecs(seconds)}}) {
+                    QFile file(path);
+                    QVERIFY(file.open(QIODevice::ReadWrite) && file.setFileTime(when, QFileDevice::FileModificationTime));
+                }
+            });
+        };
         for (int code : {82, 90, 91, 94, 96, 105, 111})
-            QTest::addRow("continue %d", code) << QString("f_exit%1.png").arg(code) << QString() << kEngineTimeoutMs << true
-                                               << QString("  error (exec)  : %1\n").arg(code);
+            QTest::addRow("exit %d continues", code) << "same" << QString("f_exit%1.png").arg(code) << none << QString("  error (exec)  : %1").arg(code) << "failure : {name}\n" << "" << true;
         for (int code : {1, 77, 83, 95})
-            QTest::addRow("stop %d", code) << QString("f_exit%1.png").arg(code) << QString() << kEngineTimeoutMs << false
-                                           << QString("  error (exec)  : %1\n").arg(code);
-        QTest::newRow("crash") << "f_crash.png" << QString() << kEngineTimeoutMs << false << "  Crashed (exec)  : ";
-        QTest::newRow("past the time limit") << "f_hang.png" << QString() << 200 << false << "  Timedout (exec)  : ";
-        QTest::newRow("start failure") << "f.png" << "/nonexistent/dravik.bin" << kEngineTimeoutMs << false << "  FailedToStart (exec)  : ";
+            QTest::addRow("exit %d stops", code) << "same" << QString("f_exit%1.png").arg(code) << none << QString("  error (exec)  : %1").arg(code) << "failure : {name}\n" << "" << false;
+        QTest::newRow("crash") << "same" << "f_crash.png" << none << "  Crashed (exec)  : " << "failure : {name}\n" << "" << false;
+        QTest::newRow("past the time limit") << "same" << "f_hang.png" << Setup([](Page &p) { p.timeoutMs = 200; }) << "  Timedout (exec)  : " << "failure : {name}\n" << "" << false;
+        QTest::newRow("start failure") << "same" << "f.png" << Setup([](Page &p) { p.data.exePath = "/nonexistent/dravik.bin"; }) << "  FailedToStart (exec)  : " << "failure : {name}\n" << "" << false;
+        QTest::newRow("suffix and format") << "jpg" << "sub/photo.PNG" << none << "  out file name : {out}sub/photo_s.jpg" << "success : {name}\n" << "sub/photo_s.jpg" << true;
+        QTest::newRow("dots in the name") << "jpg" << "my.photo.png" << none << "  out file name : {out}my.photo_s.jpg" << "success : {name}\n" << "my.photo_s.jpg" << true;
+        QTest::newRow("automatic: the engine's choice moved into place") << "auto" << "shot_tojpg.png" << none << "" << "success : {name}\n" << "shot_tojpg.jpg" << true;
+        QTest::newRow("automatic: an earlier output replaced") << "auto" << "photo.png" << Setup([](Page &p) { WriteFile(p.Out("photo.png"), 7); }) << "" << "success : {name}\n" << "photo.png" << true;
+        QTest::newRow("automatic: logged by the name given") << "auto" << "my.photo.png" << none << "  out file name : {out}my.photo\n" << "success : {name}\n" << "my.photo.png" << true;
+        QTest::newRow("automatic: no output, no block") << "auto" << "gone_exit0.png" << none << "" << "" << "" << true;
+        QTest::newRow("result cannot be put in place") << "auto" << "blocked.png" << Setup([](Page &p) { QDir().mkpath(p.Out("blocked.png/inside")); }) << "" << "file move failure : {out}blocked\n" << "" << false;
+        QTest::newRow("update-only: newer output") << "same" << "newer.png" << aged(10) << "" << "skip    : {name}\n" << "" << true;
+        QTest::newRow("update-only: output of the same age") << "same" << "same.png" << aged(0) << "" << "skip    : {name}\n" << "" << true;
+        QTest::newRow("update-only: older output") << "same" << "older.png" << aged(-10) << "" << "success : {name}\n" << "older.png" << true;
+        QTest::newRow("input path at the limit") << "same" << "{fits}.png" << none << "" << "success : {name}\n" << "{fits}.png" << true;
+        QTest::newRow("input path too long") << "same" << "{long}.png" << none << "" << "  error (too long input path):{in}{name}" << "" << true;
+        QTest::newRow("output folder cannot be made") << "same" << "blocked/x.png" << Setup([](Page &p) { WriteFile(p.Out("blocked"), 1); }) << ""
+                                                     << QString("  error (make out dir):{out}blocked") + QDir::separator() << "" << true;
+        QTest::newRow("unreadable input") << "same" << "locked.png" << Setup([](Page &p) { QFile::setPermissions(p.In("locked.png"), QFileDevice::WriteOwner); })
+                                          << "" << "  error (Can't read):{in}{name}" << "" << true;
     }
-
-    // A code of the continue set fails one file; any other failure stops the run, the engine
-    // past its time limit is killed, and the files not yet started become suspension skips.
-    void exitCodeContinuesOrStopsTheRun()
+    void filesComeToTheirOutcome()
     {
+        QFETCH(QString, outformat);
         QFETCH(QString, name);
-        QFETCH(QString, exe);
-        QFETCH(int, timeoutMs);
-        QFETCH(bool, continues);
+        QFETCH(Setup, setup);
         QFETCH(QString, line);
-        Page page;
-        if (!exe.isEmpty())
-            page.data.exePath = exe;
+        QFETCH(QString, ending);
+        QFETCH(QString, output);
+        QFETCH(bool, continues);
+        Page page(outformat, outformat == "jpg" ? "_s" : "");
+        const int free = int(kTooLongPath - page.data.inputDir.size() - 4);
+        for (QString *text : {&name, &output})
+            text->replace("{long}", QString(free, u'p')).replace("{fits}", QString(free - 1, u'p'));
         page.Add(name);
+        setup(page);
+        if (name == "locked.png" && QFile(page.In(name)).open(QIODevice::ReadOnly))
+            QSKIP("this user reads any file");
         const int later = 16;
         for (int i = 0; i < later; ++i)
             page.Add(QStringLiteral("later%1_sleep40.png").arg(i));
-        QVERIFY(page.Run(false, timeoutMs));
+        QVERIFY(page.Run(false));
 
         const ResultData &r = page.result;
-        VerifyCounts(r);
-        QVERIFY(r.failedFiles.contains(page.In(name)));
+        VerifyCounts(r, ending.isEmpty());
+        const QString block = page.Block(Native(name));
+        for (QString *text : {&line, &ending})
+            text->replace("{in}", page.data.inputDir).replace("{out}", page.data.outputDir).replace("{name}", Native(name));
+        QVERIFY2(block.contains(line) && block.endsWith(ending + "\n") == !ending.isEmpty() && block.isEmpty() == ending.isEmpty(), qPrintable(block));
+        QCOMPARE(r.failedFiles.contains(page.In(name)), ending.contains("failure"));
         QCOMPARE(r.suspended, !continues);
         QCOMPARE(page.monitor.IsContinue(), continues);
         // Not the last page: a stop ends the dialog, but refused options (77) end only this page.
         QCOMPARE(page.monitor.progressEnds.load(), continues || name.contains("exit77") ? 0 : 1);
-        QVERIFY2(continues ? r.successCount == quint32(later) : r.skipCount >= quint32(later - kMaxEngineThreads),
-                 qPrintable(QString::number(r.skipCount)));
-        QVERIFY2(page.Block(name).contains(line) && page.Block(name).endsWith("failure : " + name + "\n\n"),
-                 qPrintable(page.Block(name)));
-        QCOMPARE(quint32(page.Log().count(QRegularExpression("^SuspensionSkipFile : .*\n\n", QRegularExpression::MultilineOption))),
-                 r.skipCount);
-    }
-
-    // The output name takes the suffix and format; with the automatic format the engine writes
-    // into a temporary folder and its file is renamed into place, replacing an earlier one.
-    void outputsAreNamedAndMovedIntoPlace()
-    {
-        Page named("jpg", "_s");
-        named.Add("sub/photo.PNG");
-        named.Add("my.photo.png");
-        QVERIFY(named.Run());
-        QVERIFY(ReadFile(named.Out("sub/photo_s.jpg")).contains("-out\n" + named.Out("sub/photo_s.jpg").toUtf8() + "\n"));
-        QVERIFY(QFileInfo(named.Out("my.photo_s.jpg")).isFile());
-
-        Page page("auto");
-        for (const char *name : {"photo.png", "my.photo.png", "shot_tojpg.png", "gone_exit0.png"})
-            page.Add(name);
-        WriteFile(page.Out("photo.png"), 7);
-        QVERIFY(page.Run());
-        VerifyCounts(page.result, 1);
-        QVERIFY(ReadFile(page.Out("photo.png")).startsWith("-in"));
-        QVERIFY(QFileInfo(page.Out("shot_tojpg.jpg")).isFile());
-        QCOMPARE(QDir(page.data.outputDir).entryList(QDir::Files).size(), 4);  // three outputs and the log
-        const QStringList args = QString::fromUtf8(ReadFile(page.Out("my.photo.png"))).split('\n');
-        const QString engineOut = args.value(args.indexOf("-out") + 1);
-        QCOMPARE(QFileInfo(engineOut).fileName(), QString("my.photo"));
-        QVERIFY(!engineOut.startsWith(page.data.outputDir) && !QFileInfo::exists(QFileInfo(engineOut).path()));
-        QVERIFY(page.Block("gone_exit0.png").isEmpty());
-        QVERIFY(page.Block("my.photo.png").contains("  out file name : " + page.Out("my.photo") + "\n"));
-
-        // A result that cannot be put in place fails the file and stops the run.
-        Page blocked("auto");
-        blocked.Add("blocked.png");
-        for (int i = 0; i < 10; ++i)
-            blocked.Add(QStringLiteral("later%1_sleep20.png").arg(i));
-        QVERIFY(QDir().mkpath(blocked.Out("blocked.png/inside")));
-        QVERIFY(blocked.Run());
-        QCOMPARE(blocked.result.failedFiles, QStringList({blocked.In("blocked.png")}));
-        QVERIFY(blocked.result.suspended);
-        QVERIFY(blocked.Block("blocked.png").endsWith("file move failure : " + blocked.Out("blocked") + "\n\n"));
-    }
-
-    // Skipped with their reason, inputs untouched: outputs not older than their input (with
-    // update-only), input paths past 258 characters, output folders that cannot be made,
-    // unreadable inputs.
-    void filesThatNeedNoWorkOrCannotBeDoneAreSkipped()
-    {
-        Page page;
-        page.control.updateFile = true;
-        page.data.outputDir = Native(page.root.filePath("o")) + QDir::separator();  // only the input is too long
-        QVERIFY(QDir().mkpath(page.data.outputDir));
-        const QDateTime base = QDateTime::currentDateTime().addSecs(-3600);
-        for (const auto &[name, age] : {std::pair{"newer.png", 10}, std::pair{"same.png", 0}, std::pair{"older.png", -10}}) {
-            page.Add(name);
-            WriteFile(page.Out(name), 10);
-            for (const auto &[path, when] : {std::pair{page.In(name), base}, std::pair{page.Out(name), base.addSecs(age)}}) {
-                QFile file(path);
-                QVERIFY(file.open(QIODevice::ReadWrite) && file.setFileTime(when, QFileDevice::FileModificationTime));
-            }
-        }
-        const int free = int(kTooLongPath - page.data.inputDir.size() - 4);
-        const QString fits = QString(free - 1, 'p') + ".png", tooLong = QString(free, 'p') + ".png";
-        for (const QString &name : {fits, tooLong, QStringLiteral("blocked/x.png"), QStringLiteral("locked.png")})
-            page.Add(name);
-        WriteFile(page.Out("blocked"), 1);  // a file where a folder is needed
-        const bool canLock = QFile::setPermissions(page.In("locked.png"), QFileDevice::WriteOwner) && !QFile(page.In("locked.png")).open(QIODevice::ReadOnly);
-        QVERIFY(page.Run());
-        QCOMPARE(page.result.successCount, canLock ? 2u : 3u);  // older.png, the path that fits
-        QCOMPARE(ReadFile(page.Out("same.png")), QByteArray(10, 'i'));
-        QVERIFY(page.Block("newer.png").endsWith("skip    : newer.png\n\n"));
-        QVERIFY(page.Block(tooLong).endsWith("  error (too long input path):" + page.In(tooLong) + "\n"));
-        QVERIFY(page.Block(Native("blocked/x.png")).contains("  error (make out dir):"));
-        QCOMPARE(ReadFile(page.In("blocked/x.png")), QByteArray(kInputSize, 'i'));
-        if (canLock)
-            QVERIFY(page.Block("locked.png").contains("  error (Can't read):" + page.In("locked.png") + "\n"));
-    }
-
-    // The stop question holds every worker; Yes skips the rest, No lets the run finish.
-    void stopQuestionPausesAndCancelSkipsTheRest()
-    {
-        for (const bool cancel : {true, false}) {
-            Page page;
-            const int count = 20;
-            for (int i = 0; i < count; ++i)
-                page.Add(QStringLiteral("f%1_sleep20.png").arg(i));
-            page.monitor.onFraction = [&](int started) {
-                if (started == 4)
-                    page.monitor.flags.SetQuestionShowing(true);
-            };
-            std::thread worker([&] { page.Run(); });
-            QTRY_VERIFY(page.monitor.IsQuestionShowing());
-            QTest::qWait(150);
-            const int startedWhileOpen = page.monitor.fractions.load();
-            QTest::qWait(250);
-            QCOMPARE(page.monitor.fractions.load(), startedWhileOpen);
-            page.monitor.flags.SetCancel(cancel);
-            page.monitor.flags.SetQuestionShowing(false);
-            worker.join();
-            VerifyCounts(page.result);
-            QCOMPARE(page.result.suspended, cancel);
-            QCOMPARE(page.result.successCount, quint32(cancel ? startedWhileOpen : count));
+        QVERIFY2(continues ? r.successCount >= quint32(later) : r.skipCount >= quint32(later - kMaxEngineThreads), qPrintable(QString::number(r.skipCount)));
+        QCOMPARE(quint32(page.Log().count(QRegularExpression("^SuspensionSkipFile : .*\n\n", QRegularExpression::MultilineOption))), continues ? 0 : r.skipCount);
+        if (!output.isEmpty()) {   // the stand-in's output holds its arguments
+            const QStringList args = QString::fromUtf8(ReadFile(page.Out(output))).split(u'\n');
+            const QString engineOut = args.value(args.indexOf("-out") + 1);
+            QCOMPARE(args.mid(0, 2), (QStringList{"-in", page.In(name)}));
+            QVERIFY2(outformat == "auto" ? !engineOut.startsWith(page.data.outputDir) && !QFileInfo::exists(QFileInfo(engineOut).path()) : engineOut == page.Out(output),
+                     qPrintable(engineOut));
         }
     }
 
@@ -309,18 +235,16 @@ private slots:
         page.monitor.batchDone = 40;
         QVERIFY(page.Run(false));
         QCOMPARE(page.monitor.batchDone, 52);
-        QCOMPARE(page.monitor.timeLeft.size(), 1);
-        QVERIFY(QRegularExpression("^\\d\\d:\\d\\d:\\d0$").match(page.monitor.timeLeft.value(0)).hasMatch());
+        QVERIFY(page.monitor.timeLeft.size() == 1 && QRegularExpression("^\\d\\d:\\d\\d:\\d0$").match(page.monitor.timeLeft.value(0)).hasMatch());
 
         // 1,000 files, 50 s gone: (1000 - d) × 50 / d for d = 100..109 has the mean 428, shown
         // as 430 at file 109, then every tenth file.
         TimeLeftEstimator estimator;
         qint32 shown = -1;
         QList<int> shownAt;
-        for (int position = 1; position <= 130; ++position) {
+        for (int position = 1; position <= 130; ++position)
             if (estimator.AddFinishedFile(position, 1000, position, 50, &shown))
                 shownAt << position * 1000 + shown;
-        }
         QCOMPARE(shownAt.value(0), 109 * 1000 + 430);
         QCOMPARE(shownAt.size(), 3);
     }
