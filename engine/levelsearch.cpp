@@ -6,7 +6,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <chrono>
 #include <map>
+#include <optional>
 
 namespace dravik {
 namespace {
@@ -21,24 +23,25 @@ constexpr double kPaletteSlope = 0.02;
 // Whole WebP encodes judged before the last one is taken as it is.
 constexpr int kWholeChecks = 2;
 
-// mozjpeg's quantisation tables, measured on the corpus for the bytes at which each
-// chroma layout stays within the bounds (trellis on both).
-constexpr int kHalvedChromaTable = 2;
-constexpr int kFullChromaTable = 1;
-// Halved chroma needing this quality or more is kept only if full chroma is no smaller.
-constexpr int kTryFullChromaFrom = 95;
+// mozjpeg's quantisation table for both layouts (trellis on both). The flat table 1 wins
+// on some graphics but its steps are coarse at the top (three qualities make one table),
+// which leaves the search and the levels' order to chance; on the corpus's images that
+// need full chroma, table 2 came out about as small overall.
+constexpr int kQuantTable = 2;
+// How ln(bytes) of a JPEG grows per quality step near the levels' bounds, from the same
+// trials (bench/fit_search.sh): what a layout's first trial would weigh at the target.
+constexpr double kJpegByteSlope = 0.035;
+// The distance at which the chroma layouts are compared: level 5's target.
+constexpr double kLayoutReference = 1.5 * 0.85;
+// The log-linear model is trusted this many steps past the top quality.
+constexpr int kReachPastTop = 6;
 
 bool isGrey(const vips::VImage &image)
 {
     return image.bands() <= 2 || image.interpretation() == VIPS_INTERPRETATION_B_W;
 }
 
-// DRAVIK_TRACE_SEARCH=1 reports every trial on standard error (calibration, benchmarks).
-bool traced()
-{
-    static const bool on = std::getenv("DRAVIK_TRACE_SEARCH") != nullptr;
-    return on;
-}
+bool traced() { return searchTraced(); }
 
 // One setting searched for one encoder on the sample: every trial encodes, judges and
 // reports itself the same way.
@@ -48,15 +51,26 @@ struct Trials {
     const char *name;
     Encode encode;
     std::map<int, std::size_t> sizes;
+    std::vector<std::pair<Bytes, double>> judged;
 
     double operator()(int setting)
     {
+        const auto start = std::chrono::steady_clock::now();
         const Bytes bytes = encode(setting);
+        const auto encoded = std::chrono::steady_clock::now();
         sizes[setting] = bytes.size();
-        const double score = judgeEncoding(c.judge, c.sample, bytes);
-        if (traced())
-            std::fprintf(stderr, "trial %s %d: %.3f, %zu bytes (target %.3f)\n", name, setting, score, bytes.size(),
-                         c.target);
+        // Neighbouring settings can make the same file (a flat table's steps are coarse
+        // at the top); its score is known then.
+        const auto same = std::find_if(judged.begin(), judged.end(), [&](const auto &j) { return j.first == bytes; });
+        const double score = same != judged.end() ? same->second : judgeEncoding(c.judge, c.sample, bytes);
+        if (same == judged.end())
+            judged.emplace_back(bytes, score);
+        if (traced()) {
+            using ms = std::chrono::duration<double, std::milli>;
+            std::fprintf(stderr, "trial %s %d: %.3f, %zu bytes (target %.3f) encode %.0f ms judge %.0f ms\n", name,
+                         setting, score, bytes.size(), c.target, ms(encoded - start).count(),
+                         ms(std::chrono::steady_clock::now() - encoded).count());
+        }
         return score;
     }
 
@@ -74,60 +88,90 @@ struct Trials {
 template <typename Encode>
 Trials<Encode> trialsOf(const SearchContext &c, const char *name, Encode encode)
 {
-    return Trials<Encode>{c, name, std::move(encode), {}};
+    return Trials<Encode>{c, name, std::move(encode), {}, {}};
 }
 
 // One chroma layout searched: the lowest quality within the target and the sample's size there.
 struct JpegCandidate {
     JpegSettings settings;
-    std::size_t sampleBytes = 0;
     double score = 0;
 };
 
-JpegCandidate searchJpeg(const SearchContext &c, JpegSettings s, int guess)
+JpegSettings jpegLayout(const Options &o, bool full)
 {
-    // Trials skip mozjpeg's scan search: it costs half the encode and moves every
-    // quality's size by the same percent or two, so the choice comes out the same.
-    JpegSettings trial = s;
-    trial.optimizeScans = false;
-    auto trials = trialsOf(c, s.fullChroma ? "jpeg444" : "jpeg420", [&](int q) {
-        trial.quality = q;
-        return encodeJpeg(c.sample.pixels, trial);
+    JpegSettings s = jpegSettingsFor(o);
+    s.fullChroma = full;
+    s.quantTable = kQuantTable;
+    return s;
+}
+
+auto jpegTrials(const SearchContext &c, JpegSettings s)
+{
+    return trialsOf(c, s.fullChroma ? "jpeg444" : "jpeg420", [&c, s](int q) mutable {
+        s.quality = q;
+        return encodeJpeg(c.sample.pixels, s);
     });
+}
+
+template <typename T>
+JpegCandidate searchLayout(T &trials, JpegSettings s, int guess)
+{
     // Halved chroma out of reach falls back on full chroma; full chroma out of reach on
     // the largest file there is, worth a trial or two more to avoid.
     SearchShape shape{20, 100, kJpegSlope};
     shape.giveUp = !s.fullChroma;
+    // The first guess judged already (the layouts' comparison) costs no trial.
+    if (trials.sizes.count(guess))
+        ++shape.maxTrials;
     const SettingSearch found = trials.search(shape, guess);
     s.quality = found.setting;
-    return {s, trials.sizes[found.setting], found.score};
+    return {s, found.score};
+}
+
+// Where a layout's first trial says it would reach the reference distance, by the fitted
+// slope, and the log of what the sample would weigh there; out of reach well past the top
+// quality (near the top the score falls faster than the slope says).
+std::optional<double> predictedWeight(int quality, double score, std::size_t bytes)
+{
+    const double steps = std::log(score / kLayoutReference) / kJpegSlope;
+    if (quality + steps > 100 + kReachPastTop)
+        return std::nullopt;
+    return std::log(double(bytes)) + kJpegByteSlope * steps;
 }
 
 } // namespace
 
 JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
 {
-    JpegSettings s = jpegSettingsFor(o);
-    s.fullChroma = false;
-    s.quantTable = kHalvedChromaTable;
-    const JpegCandidate halved = searchJpeg(c, s, s.quality);
-    // Halved chroma is the smaller file wherever it keeps within the bound below the top
-    // qualities; needing them (or failing at all) is the sign of colour detail, which
-    // full chroma keeps at a lower quality.
-    if (isGrey(c.sample.pixels) || (halved.score <= c.target && halved.settings.quality < kTryFullChromaFrom))
-        return halved.settings;
-    s.fullChroma = true;
-    s.quantTable = kFullChromaTable;
-    const JpegCandidate full = searchJpeg(c, s, halved.score <= c.target ? halved.settings.quality - 6 : s.quality);
-    if (full.score > c.target && halved.score > c.target) {
-        // Out of JPEG's reach: its highest setting, where trellis would still drop detail.
-        JpegSettings highest = full.settings;
-        highest.quality = 100;
-        highest.trellis = false;
-        return highest;
+    const JpegSettings halved = jpegLayout(o, false), full = jpegLayout(o, true);
+    const int first = halved.quality;
+    auto halvedTrials = jpegTrials(c, halved);
+    if (isGrey(c.sample.pixels))
+        return searchLayout(halvedTrials, halved, first).settings;
+    // Both layouts tried at the level's starting quality: the one predicted lighter at one
+    // reference distance is searched on from there. Colour detail (text, graphics,
+    // saturated edges) keeps the halved layout's score high at any quality, while photos
+    // reach the target at a lower quality with halved chroma's fewer bytes. The reference
+    // is the same for every level, so that an image keeps its layout from level to level
+    // and a higher level never comes out heavier by changing layout.
+    auto fullTrials = jpegTrials(c, full);
+    const double halvedScore = halvedTrials(first), fullScore = fullTrials(first);
+    const std::optional<double> halvedWeight = predictedWeight(first, halvedScore, halvedTrials.sizes[first]);
+    const std::optional<double> fullWeight = predictedWeight(first, fullScore, fullTrials.sizes[first]);
+    const bool fullFirst = !halvedWeight || (fullWeight && *fullWeight < *halvedWeight);
+    if (!fullFirst) {
+        const JpegCandidate h = searchLayout(halvedTrials, halved, first);
+        if (h.score <= c.target)
+            return h.settings;
     }
-    const bool fullWins = halved.score > c.target || (full.score <= c.target && full.sampleBytes < halved.sampleBytes);
-    return fullWins ? full.settings : halved.settings;
+    const JpegCandidate f = searchLayout(fullTrials, full, first);
+    if (f.score <= c.target)
+        return f.settings;
+    // Out of JPEG's reach: its highest setting, where trellis would still drop detail.
+    JpegSettings highest = full;
+    highest.quality = 100;
+    highest.trellis = false;
+    return highest;
 }
 
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)

@@ -71,6 +71,11 @@ struct SettingSearch {
     double score = 0;
     int trials = 0;
 };
+// DRAVIK_TRACE_SEARCH=1: whether the search reports itself on standard error, and one
+// step's report with the milliseconds since the previous one (benchmarks, calibration).
+bool searchTraced();
+void traceStep(const char *what);
+
 SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const SearchShape &shape, int guess,
                             double target);
 
