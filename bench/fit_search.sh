@@ -6,8 +6,9 @@
 #     image. Per image, whole/sample at the chosen setting; the margin must cover the
 #     worst of these on the fitted images, and the hold-out images show whether it holds
 #     on images it was not fitted on;
-#   - the slopes (levelsearch.cpp): how ln(score) falls and ln(bytes) grows per setting
-#     step, from every two trials of one search, median per format.
+#   - the slopes (levelsearch.cpp): how ln(score) falls and ln(bytes) grows per unit of
+#     the setting's axis (JPEG: -ln(100.5 - quality)), from every two trials of one
+#     search, median per format.
 #
 #   bench/fit_search.sh [FILE|FOLDER...]      LEVELS (default "3 5 8"), FORMATS (default "jpg")
 # HOLDOUT: as in bench/search.sh. Only outputs the engine re-encoded count (a lossless
@@ -51,6 +52,8 @@ function settle() { if (chosen == "") return; r = whole / sample; set = held ? "
 $1 == "image" { settle(); name = $2; held = $3; fmt = $4; level = $5; whole = $6; last = ""; next }
 $1 == "trial" {
   split($3, a, ":"); q = a[1] + 0; sc = $4 + 0
+  # JPEG settings on the quantiser axis the search models them on (perceptual.h)
+  if ($2 ~ /^jpeg/) q = -log(100.5 - q)
   # slope between consecutive trials of one search
   by = $5 + 0
   if (last == $2 && q != lastq && sc > 0 && lastsc > 0) { s = log(lastsc / sc) / (q - lastq); if (s > 0) slopes[$2] = slopes[$2] " " s

@@ -4,19 +4,21 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <chrono>
+#include <cstdio>
 #include <map>
 #include <optional>
 
 namespace dravik {
 namespace {
 
-// How ln(butteraugli) falls per quality step near the levels' bounds, measured on the
-// corpus's trials (bench/fit_search.sh, median of JPEG trial pairs: 0.044): the search's
-// first prediction leans on it. The other formats' are rough and leave more to the secant.
-constexpr double kJpegSlope = 0.044;
+// How ln(butteraugli) falls per unit of the setting's axis near the levels' bounds,
+// measured on the corpus's trials (bench/fit_search.sh, median of trial pairs): the
+// search's first prediction leans on it. JPEG's are on the quantiser axis (perceptual.h),
+// per chroma layout (medians 0.49 and 0.70 at level 5). The other formats' are rough and
+// leave more to the secant.
+constexpr double kHalvedChromaSlope = 0.49;
+constexpr double kFullChromaSlope = 0.70;
 constexpr double kWebpSlope = 0.04;
 constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
@@ -28,13 +30,10 @@ constexpr int kWholeChecks = 2;
 // which leaves the search and the levels' order to chance; on the corpus's images that
 // need full chroma, table 2 came out about as small overall.
 constexpr int kQuantTable = 2;
-// How ln(bytes) of a JPEG grows per quality step near the levels' bounds, from the same
-// trials (bench/fit_search.sh): what a layout's first trial would weigh at the target.
-constexpr double kJpegByteSlope = 0.035;
-// The distance at which the chroma layouts are compared: level 5's target.
-constexpr double kLayoutReference = 1.5 * 0.85;
-// The log-linear model is trusted this many steps past the top quality.
-constexpr int kReachPastTop = 6;
+// How ln(bytes) of a JPEG grows per unit of the quantiser axis near the levels' bounds,
+// from the same trials (bench/fit_search.sh, medians 0.52 and 0.47 for the layouts): what
+// a layout would weigh at the reference.
+constexpr double kJpegByteSlope = 0.5;
 
 bool isGrey(const vips::VImage &image)
 {
@@ -59,8 +58,8 @@ struct Trials {
         const Bytes bytes = encode(setting);
         const auto encoded = std::chrono::steady_clock::now();
         sizes[setting] = bytes.size();
-        // Neighbouring settings can make the same file (a flat table's steps are coarse
-        // at the top); its score is known then.
+        // Neighbouring settings can make the same file (near the top, quantisers round to
+        // the same steps); its score is known then.
         const auto same = std::find_if(judged.begin(), judged.end(), [&](const auto &j) { return j.first == bytes; });
         const double score = same != judged.end() ? same->second : judgeEncoding(c.judge, c.sample, bytes);
         if (same == judged.end())
@@ -97,6 +96,16 @@ struct JpegCandidate {
     double score = 0;
 };
 
+SearchShape jpegShape(bool fullChroma)
+{
+    SearchShape shape{20, 100, fullChroma ? kFullChromaSlope : kHalvedChromaSlope};
+    shape.quantiserAxis = true;
+    // Halved chroma out of reach falls back on full chroma; full chroma out of reach on
+    // the largest file there is, worth a trial or two more to avoid.
+    shape.giveUp = !fullChroma;
+    return shape;
+}
+
 JpegSettings jpegLayout(const Options &o, bool full)
 {
     JpegSettings s = jpegSettingsFor(o);
@@ -116,10 +125,7 @@ auto jpegTrials(const SearchContext &c, JpegSettings s)
 template <typename T>
 JpegCandidate searchLayout(T &trials, JpegSettings s, int guess)
 {
-    // Halved chroma out of reach falls back on full chroma; full chroma out of reach on
-    // the largest file there is, worth a trial or two more to avoid.
-    SearchShape shape{20, 100, kJpegSlope};
-    shape.giveUp = !s.fullChroma;
+    SearchShape shape = jpegShape(s.fullChroma);
     // The first guess judged already (the layouts' comparison) costs no trial.
     if (trials.sizes.count(guess))
         ++shape.maxTrials;
@@ -129,14 +135,14 @@ JpegCandidate searchLayout(T &trials, JpegSettings s, int guess)
 }
 
 // Where a layout's first trial says it would reach the reference distance, by the fitted
-// slope, and the log of what the sample would weigh there; out of reach well past the top
-// quality (near the top the score falls faster than the slope says).
-std::optional<double> predictedWeight(int quality, double score, std::size_t bytes)
+// slope, and the log of what the sample would weigh there; nullopt past the top quality.
+std::optional<double> predictedWeight(bool fullChroma, int quality, double score, std::size_t bytes)
 {
-    const double steps = std::log(score / kLayoutReference) / kJpegSlope;
-    if (quality + steps > 100 + kReachPastTop)
+    const SearchShape shape = jpegShape(fullChroma);
+    const double reached = predictedSetting(shape, quality, score, layoutReferenceTarget());
+    if (reached > shape.hi)
         return std::nullopt;
-    return std::log(double(bytes)) + kJpegByteSlope * steps;
+    return std::log(double(bytes)) + kJpegByteSlope * axisDistance(shape, quality, reached);
 }
 
 } // namespace
@@ -144,20 +150,20 @@ std::optional<double> predictedWeight(int quality, double score, std::size_t byt
 JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
 {
     const JpegSettings halved = jpegLayout(o, false), full = jpegLayout(o, true);
-    const int first = halved.quality;
     auto halvedTrials = jpegTrials(c, halved);
     if (isGrey(c.sample.pixels))
-        return searchLayout(halvedTrials, halved, first).settings;
-    // Both layouts tried at the level's starting quality: the one predicted lighter at one
-    // reference distance is searched on from there. Colour detail (text, graphics,
-    // saturated edges) keeps the halved layout's score high at any quality, while photos
-    // reach the target at a lower quality with halved chroma's fewer bytes. The reference
-    // is the same for every level, so that an image keeps its layout from level to level
-    // and a higher level never comes out heavier by changing layout.
+        return searchLayout(halvedTrials, halved, halved.quality).settings;
+    // Both layouts tried at one quality: the one predicted lighter at one reference
+    // distance is searched on from there. Colour detail (text, graphics, saturated edges)
+    // keeps the halved layout's score high at any quality, while photos reach the target
+    // at a lower quality with halved chroma's fewer bytes. Quality and reference are the
+    // same for every level, so that an image keeps its layout from level to level and a
+    // higher level never comes out heavier by changing layout.
+    const int first = layoutReferenceQuality();
     auto fullTrials = jpegTrials(c, full);
     const double halvedScore = halvedTrials(first), fullScore = fullTrials(first);
-    const std::optional<double> halvedWeight = predictedWeight(first, halvedScore, halvedTrials.sizes[first]);
-    const std::optional<double> fullWeight = predictedWeight(first, fullScore, fullTrials.sizes[first]);
+    const std::optional<double> halvedWeight = predictedWeight(false, first, halvedScore, halvedTrials.sizes[first]);
+    const std::optional<double> fullWeight = predictedWeight(true, first, fullScore, fullTrials.sizes[first]);
     const bool fullFirst = !halvedWeight || (fullWeight && *fullWeight < *halvedWeight);
     if (!fullFirst) {
         const JpegCandidate h = searchLayout(halvedTrials, halved, first);

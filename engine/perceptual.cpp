@@ -95,11 +95,16 @@ constexpr int kTile = 128;
 // first trial more often than not, and stops at a pass this close to the target.
 constexpr double kAim = 0.97;
 constexpr double kCloseEnough = 0.92;
+// Two failures count as a score levelling off only this far over the target.
+constexpr double kLevelsOffAbove = 1.25;
+// A search without a pass stops where the model puts the highest setting's score this far
+// over the aim.
+constexpr double kOutOfReach = 1.7;
 // Settings between the lowest pass and the highest failure beyond which a search goes on.
 constexpr int kWideBracket = 1;
 // Most tiles go where a quick probe encoding errs most visibly (see cellsOf); the rest
 // where the statistics say encoders fail first, for what the probe's own settings miss.
-constexpr int kProbeTiles = 4, kRingingTiles = 1, kColourTiles = 1, kCalmTiles = 1, kSpreadTiles = 1;
+constexpr int kProbeTiles = 6, kRingingTiles = 1, kColourTiles = 2, kCalmTiles = 2, kSpreadTiles = 1;
 constexpr int kTiles = kProbeTiles + kRingingTiles + kColourTiles + kCalmTiles + kSpreadTiles;
 // Judging the whole costs no more than a sample about twice the tiles' size, and a
 // sample of most of a small image misjudges smooth gradients, where the worst band can
@@ -310,6 +315,27 @@ void traceStep(const char *what)
     lastCpu = cpu;
 }
 
+namespace {
+
+double axis(const SearchShape &shape, double setting)
+{
+    return shape.quantiserAxis ? -std::log(std::max(0.01, shape.hi + 0.5 - setting)) : setting;
+}
+
+double fromAxis(const SearchShape &shape, double a)
+{
+    return shape.quantiserAxis ? shape.hi + 0.5 - std::exp(-a) : a;
+}
+
+} // namespace
+
+double axisDistance(const SearchShape &shape, double from, double to) { return axis(shape, to) - axis(shape, from); }
+
+double predictedSetting(const SearchShape &shape, int setting, double score, double aimed)
+{
+    return fromAxis(shape, axis(shape, setting) + std::log(score / aimed) / shape.slope);
+}
+
 SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const SearchShape &shape, int guess,
                             double target)
 {
@@ -317,11 +343,11 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
     std::optional<std::pair<int, double>> pass, fail, lastFail;
     int trials = 0;
     // Where ln(score) is expected to cross ln(aim), from a known point: near the target the
-    // log of the score falls about linearly with the setting.
+    // log of the score falls about linearly along the axis.
     const double aim = target * kAim;
     const auto towards = [&](const std::pair<int, double> &from) {
-        const double steps = std::log(from.second / aim) / shape.slope;
-        return from.first + int(from.second > aim ? std::ceil(steps) : std::floor(steps));
+        const double at = predictedSetting(shape, from.first, from.second, aim);
+        return int(from.second > aim ? std::ceil(at - 1e-9) : std::floor(at + 1e-9));
     };
     int next = std::clamp(guess, shape.lo, shape.hi);
     // Where the caller's only fallback is the highest setting (the largest file), a few
@@ -348,12 +374,13 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
             break;
         if (fail && fail->first == shape.hi)
             break;
-        if (shape.giveUp && fail && lastFail && fail->first > lastFail->first) {
-            // Two settings over the target: where the score levels off (halved chroma on
-            // colour detail, a palette short of colours) the highest setting will not
-            // reach it either, and further trials are wasted.
-            const double flat = std::log(lastFail->second / fail->second) / (fail->first - lastFail->first);
-            if (flat < shape.slope && fail->second * std::exp(-flat * (shape.hi - fail->first)) > target)
+        if (shape.giveUp && fail && lastFail && fail->first > lastFail->first && fail->second > kLevelsOffAbove * target) {
+            // Two settings well over the target: where the score levels off (halved chroma
+            // on colour detail, a palette short of colours) the highest setting will not
+            // reach it either, and further trials are wasted. Near the target, a score
+            // that rose a little is noise.
+            const double flat = std::log(lastFail->second / fail->second) / axisDistance(shape, lastFail->first, fail->first);
+            if (flat < shape.slope && fail->second * std::exp(-flat * axisDistance(shape, fail->first, shape.hi)) > target)
                 break;
         }
         if (fail)
@@ -363,7 +390,8 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
                 break;
             // Between the two, where the log-linear line through them crosses the aim.
             const double t = std::log(fail->second / aim) / std::max(1e-6, std::log(fail->second / pass->second));
-            next = fail->first + int(std::ceil(t * (pass->first - fail->first)));
+            const double a = axis(shape, fail->first);
+            next = int(std::ceil(fromAxis(shape, a + t * (axis(shape, pass->first) - a)) - 1e-9));
             // Where the score bends (it falls fastest near the top), the line keeps landing
             // just over the failing end: after two failures in a row, halve the bracket.
             if (failedLast && failedBefore)
@@ -372,9 +400,10 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
         } else {
             const std::pair<int, double> &known = pass ? *pass : *fail;
             next = towards(known);
-            // So far over that even the model's reach past the highest setting falls short:
+            // So far over that even the highest setting falls well short by the model:
             // another trial would only confirm it.
-            if (shape.giveUp && !pass && next > shape.hi + shape.maxStep)
+            if (shape.giveUp && !pass &&
+                known.second * std::exp(-shape.slope * axisDistance(shape, known.first, shape.hi)) > kOutOfReach * aim)
                 break;
             // At least one step away, and never further than the model's reach.
             next = pass ? std::clamp(next, known.first - shape.maxStep, known.first - 1)

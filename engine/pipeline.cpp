@@ -133,7 +133,7 @@ public:
             }
             traceStep("sample");
         }
-        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_)};
+        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_, sample_->whole)};
     }
 
 private:
