@@ -35,6 +35,9 @@ constexpr int kQuantTable = 2;
 // a layout would weigh at the reference.
 constexpr double kJpegByteSlope = 0.5;
 
+// Trials within this of the lowest score seen count as on the floor JPEG cannot go below.
+constexpr double kOnTheFloor = 1.05;
+
 bool isGrey(const vips::VImage &image)
 {
     return image.bands() <= 2 || image.interpretation() == VIPS_INTERPRETATION_B_W;
@@ -50,6 +53,7 @@ struct Trials {
     const char *name;
     Encode encode;
     std::map<int, std::size_t> sizes;
+    std::map<int, double> scores;
     std::vector<std::pair<Bytes, double>> judged;
 
     double operator()(int setting)
@@ -64,6 +68,7 @@ struct Trials {
         const double score = same != judged.end() ? same->second : judgeEncoding(c.judge, c.sample, bytes);
         if (same == judged.end())
             judged.emplace_back(bytes, score);
+        scores[setting] = score;
         if (traced()) {
             using ms = std::chrono::duration<double, std::milli>;
             std::fprintf(stderr, "trial %s %d: %.3f, %zu bytes (target %.3f) encode %.0f ms judge %.0f ms\n", name,
@@ -87,7 +92,7 @@ struct Trials {
 template <typename Encode>
 Trials<Encode> trialsOf(const SearchContext &c, const char *name, Encode encode)
 {
-    return Trials<Encode>{c, name, std::move(encode), {}, {}};
+    return Trials<Encode>{c, name, std::move(encode), {}, {}, {}};
 }
 
 // One chroma layout searched: the lowest quality within the target and the sample's size there.
@@ -173,7 +178,25 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     const JpegCandidate f = searchLayout(fullTrials, full, first);
     if (f.score <= c.target)
         return f.settings;
-    // Out of JPEG's reach: its highest setting, where trellis would still drop detail.
+    // Out of reach: some images keep a distance even at quality 100 (saturated colours
+    // that YCbCr in 8 bits cannot hold), and the score levels off well below the top.
+    // JPEG's best is then the lightest trial on that floor, which looks the same as the
+    // highest setting at a fraction of its bytes.
+    double floor = f.score;
+    for (const auto *t : {&halvedTrials.scores, &fullTrials.scores})
+        for (const auto &[q, score] : *t)
+            floor = std::min(floor, score);
+    std::optional<std::pair<std::size_t, JpegSettings>> best;
+    const auto consider = [&](const auto &trials, JpegSettings s) {
+        for (const auto &[q, score] : trials.scores)
+            if (score <= floor * kOnTheFloor && (!best || trials.sizes.at(q) < best->first))
+                s.quality = q, best = std::pair{trials.sizes.at(q), s};
+    };
+    consider(halvedTrials, halved);
+    consider(fullTrials, full);
+    if (best && best->second.quality < 100)
+        return best->second;
+    // Its highest setting, where trellis would still drop detail.
     JpegSettings highest = full;
     highest.quality = 100;
     highest.trellis = false;

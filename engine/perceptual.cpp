@@ -137,7 +137,6 @@ vips::VImage maskedProbeError(const vips::VImage &rgb, int reduce)
     probe.quality = kProbeQuality;
     probe.progressive = false;
     probe.trellis = false;
-    probe.optimizeScans = false;
     const Bytes bytes = encodeJpeg(rgb, probe);
     const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "");
     const vips::VImage d = rgb.cast(VIPS_FORMAT_FLOAT) - decoded.cast(VIPS_FORMAT_FLOAT);

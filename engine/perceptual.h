@@ -56,7 +56,9 @@ double judgePixels(const Judge &judge, const Sample &sample, const vips::VImage 
 // falls as the setting rises; `hi` when none does. From `guess`, each trial predicts the
 // next from the log of the score falling by about `slope` per unit of the setting's axis
 // (secant once the target is bracketed), and the search stops at a pass close enough to
-// the target, at two neighbours, or after `maxTrials` (then the lowest setting known to pass).
+// the target, at two neighbours, or after `maxTrials` (then the lowest setting known to
+// pass); up to twice that while a pass is known only well above a failure, or none at all
+// where the caller has no fallback but the highest setting.
 struct SearchShape {
     int lo = 0, hi = 100;
     double slope = 0.05; // fall of ln(score) per unit of the axis near the bounds
