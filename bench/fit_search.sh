@@ -6,8 +6,9 @@
 #     image. Per image, whole/sample at the chosen setting; the margin must cover the
 #     worst of these on the fitted images, and the hold-out images show whether it holds
 #     on images it was not fitted on;
-#   - the slopes (levelsearch.cpp): how ln(score) falls per setting step, from every two
-#     trials of one search, median per format.
+#   - the slopes (levelsearch.cpp): how ln(score) falls and ln(bytes) grows per unit of
+#     the setting's axis (JPEG: -ln(100.5 - quality)), from every two trials of one
+#     search, median per format.
 #
 #   bench/fit_search.sh [FILE|FOLDER...]      LEVELS (default "3 5 8"), FORMATS (default "jpg")
 # HOLDOUT: as in bench/search.sh. Only outputs the engine re-encoded count (a lossless
@@ -51,9 +52,13 @@ function settle() { if (chosen == "") return; r = whole / sample; set = held ? "
 $1 == "image" { settle(); name = $2; held = $3; fmt = $4; level = $5; whole = $6; last = ""; next }
 $1 == "trial" {
   split($3, a, ":"); q = a[1] + 0; sc = $4 + 0
+  # JPEG settings on the quantiser axis the search models them on (perceptual.h)
+  if ($2 ~ /^jpeg/) q = -log(100.5 - q)
   # slope between consecutive trials of one search
-  if (last == $2 && q != lastq && sc > 0 && lastsc > 0) { s = log(lastsc / sc) / (q - lastq); if (s > 0) slopes[$2] = slopes[$2] " " s }
-  last = $2; lastq = q; lastsc = sc; next }
+  by = $5 + 0
+  if (last == $2 && q != lastq && sc > 0 && lastsc > 0) { s = log(lastsc / sc) / (q - lastq); if (s > 0) slopes[$2] = slopes[$2] " " s
+    g = log(by / lastby) / (q - lastq); if (g > 0) growth[$2] = growth[$2] " " g }
+  last = $2; lastq = q; lastsc = sc; lastby = by; next }
 # The last search of an image is the one whose setting was written (a full-chroma JPEG
 # search follows a failed halved one); a lossless rewrite of the input has no score.
 $1 == "chose" { if ($4 + 0 > 0 && whole > 0) { chosen = $2; sample = $4 + 0 } next }
@@ -62,4 +67,5 @@ END {
   settle()
   for (k in ratios) { n = sorted(ratios[k], v); printf "%s: %d searches, whole/sample median %.3f, worst %.3f\n", k, n, v[int((n + 1) / 2)], v[n] }
   for (k in slopes) { n = sorted(slopes[k], v); printf "slope %s: median %.4f over %d trial pairs (quartiles %.4f %.4f)\n", k, v[int((n + 1) / 2)], n, v[int(n / 4) + 1], v[int(3 * n / 4) + 1] }
+  for (k in growth) { n = sorted(growth[k], v); printf "byte growth %s: median %.4f over %d trial pairs (quartiles %.4f %.4f)\n", k, v[int((n + 1) / 2)], n, v[int(n / 4) + 1], v[int(3 * n / 4) + 1] }
 }' "$work/all"

@@ -4,41 +4,46 @@
 
 #include <algorithm>
 #include <cmath>
+#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <map>
+#include <optional>
 
 namespace dravik {
 namespace {
 
-// How ln(butteraugli) falls per quality step near the levels' bounds, measured on the
-// corpus's trials (bench/fit_search.sh, median of JPEG trial pairs: 0.044): the search's
-// first prediction leans on it. The other formats' are rough and leave more to the secant.
-constexpr double kJpegSlope = 0.044;
+// How ln(butteraugli) falls per unit of the setting's axis near the levels' bounds,
+// measured on the corpus's trials (bench/fit_search.sh, median of trial pairs): the
+// search's first prediction leans on it. JPEG's are on the quantiser axis (perceptual.h),
+// per chroma layout (medians 0.49 and 0.70 at level 5). The other formats' are rough and
+// leave more to the secant.
+constexpr double kHalvedChromaSlope = 0.49;
+constexpr double kFullChromaSlope = 0.70;
 constexpr double kWebpSlope = 0.04;
 constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
 // Whole WebP encodes judged before the last one is taken as it is.
 constexpr int kWholeChecks = 2;
 
-// mozjpeg's quantisation tables, measured on the corpus for the bytes at which each
-// chroma layout stays within the bounds (trellis on both).
-constexpr int kHalvedChromaTable = 2;
-constexpr int kFullChromaTable = 1;
-// Halved chroma needing this quality or more is kept only if full chroma is no smaller.
-constexpr int kTryFullChromaFrom = 95;
+// mozjpeg's quantisation table for both layouts (trellis on both). The flat table 1 wins
+// on some graphics but its steps are coarse at the top (three qualities make one table),
+// which leaves the search and the levels' order to chance; on the corpus's images that
+// need full chroma, table 2 came out about as small overall.
+constexpr int kQuantTable = 2;
+// How ln(bytes) of a JPEG grows per unit of the quantiser axis near the levels' bounds,
+// from the same trials (bench/fit_search.sh, medians 0.52 and 0.47 for the layouts): what
+// a layout would weigh at the reference.
+constexpr double kJpegByteSlope = 0.5;
+
+// Trials within this of the lowest score seen count as on the floor JPEG cannot go below.
+constexpr double kOnTheFloor = 1.05;
 
 bool isGrey(const vips::VImage &image)
 {
     return image.bands() <= 2 || image.interpretation() == VIPS_INTERPRETATION_B_W;
 }
 
-// DRAVIK_TRACE_SEARCH=1 reports every trial on standard error (calibration, benchmarks).
-bool traced()
-{
-    static const bool on = std::getenv("DRAVIK_TRACE_SEARCH") != nullptr;
-    return on;
-}
+bool traced() { return searchTraced(); }
 
 // One setting searched for one encoder on the sample: every trial encodes, judges and
 // reports itself the same way.
@@ -48,15 +53,28 @@ struct Trials {
     const char *name;
     Encode encode;
     std::map<int, std::size_t> sizes;
+    std::map<int, double> scores;
+    std::vector<std::pair<Bytes, double>> judged;
 
     double operator()(int setting)
     {
+        const auto start = std::chrono::steady_clock::now();
         const Bytes bytes = encode(setting);
+        const auto encoded = std::chrono::steady_clock::now();
         sizes[setting] = bytes.size();
-        const double score = judgeEncoding(c.judge, c.sample, bytes);
-        if (traced())
-            std::fprintf(stderr, "trial %s %d: %.3f, %zu bytes (target %.3f)\n", name, setting, score, bytes.size(),
-                         c.target);
+        // Neighbouring settings can make the same file (near the top, quantisers round to
+        // the same steps); its score is known then.
+        const auto same = std::find_if(judged.begin(), judged.end(), [&](const auto &j) { return j.first == bytes; });
+        const double score = same != judged.end() ? same->second : judgeEncoding(c.judge, c.sample, bytes);
+        if (same == judged.end())
+            judged.emplace_back(bytes, score);
+        scores[setting] = score;
+        if (traced()) {
+            using ms = std::chrono::duration<double, std::milli>;
+            std::fprintf(stderr, "trial %s %d: %.3f, %zu bytes (target %.3f) encode %.0f ms judge %.0f ms\n", name,
+                         setting, score, bytes.size(), c.target, ms(encoded - start).count(),
+                         ms(std::chrono::steady_clock::now() - encoded).count());
+        }
         return score;
     }
 
@@ -74,60 +92,115 @@ struct Trials {
 template <typename Encode>
 Trials<Encode> trialsOf(const SearchContext &c, const char *name, Encode encode)
 {
-    return Trials<Encode>{c, name, std::move(encode), {}};
+    return Trials<Encode>{c, name, std::move(encode), {}, {}, {}};
 }
 
 // One chroma layout searched: the lowest quality within the target and the sample's size there.
 struct JpegCandidate {
     JpegSettings settings;
-    std::size_t sampleBytes = 0;
     double score = 0;
 };
 
-JpegCandidate searchJpeg(const SearchContext &c, JpegSettings s, int guess)
+SearchShape jpegShape(bool fullChroma)
 {
-    // Trials skip mozjpeg's scan search: it costs half the encode and moves every
-    // quality's size by the same percent or two, so the choice comes out the same.
-    JpegSettings trial = s;
-    trial.optimizeScans = false;
-    auto trials = trialsOf(c, s.fullChroma ? "jpeg444" : "jpeg420", [&](int q) {
-        trial.quality = q;
-        return encodeJpeg(c.sample.pixels, trial);
-    });
+    SearchShape shape{20, 100, fullChroma ? kFullChromaSlope : kHalvedChromaSlope};
+    shape.quantiserAxis = true;
     // Halved chroma out of reach falls back on full chroma; full chroma out of reach on
     // the largest file there is, worth a trial or two more to avoid.
-    SearchShape shape{20, 100, kJpegSlope};
-    shape.giveUp = !s.fullChroma;
+    shape.giveUp = !fullChroma;
+    return shape;
+}
+
+JpegSettings jpegLayout(const Options &o, bool full)
+{
+    JpegSettings s = jpegSettingsFor(o);
+    s.fullChroma = full;
+    s.quantTable = kQuantTable;
+    return s;
+}
+
+auto jpegTrials(const SearchContext &c, JpegSettings s)
+{
+    return trialsOf(c, s.fullChroma ? "jpeg444" : "jpeg420", [&c, s](int q) mutable {
+        s.quality = q;
+        return encodeJpeg(c.sample.pixels, s);
+    });
+}
+
+template <typename T>
+JpegCandidate searchLayout(T &trials, JpegSettings s, int guess)
+{
+    SearchShape shape = jpegShape(s.fullChroma);
+    // The first guess judged already (the layouts' comparison) costs no trial.
+    if (trials.sizes.count(guess))
+        ++shape.maxTrials;
     const SettingSearch found = trials.search(shape, guess);
     s.quality = found.setting;
-    return {s, trials.sizes[found.setting], found.score};
+    return {s, found.score};
+}
+
+// Where a layout's first trial says it would reach the reference distance, by the fitted
+// slope, and the log of what the sample would weigh there; nullopt past the top quality.
+std::optional<double> predictedWeight(bool fullChroma, int quality, double score, std::size_t bytes)
+{
+    const SearchShape shape = jpegShape(fullChroma);
+    const double reached = predictedSetting(shape, quality, score, layoutReferenceTarget());
+    if (reached > shape.hi)
+        return std::nullopt;
+    return std::log(double(bytes)) + kJpegByteSlope * axisDistance(shape, quality, reached);
 }
 
 } // namespace
 
 JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
 {
-    JpegSettings s = jpegSettingsFor(o);
-    s.fullChroma = false;
-    s.quantTable = kHalvedChromaTable;
-    const JpegCandidate halved = searchJpeg(c, s, s.quality);
-    // Halved chroma is the smaller file wherever it keeps within the bound below the top
-    // qualities; needing them (or failing at all) is the sign of colour detail, which
-    // full chroma keeps at a lower quality.
-    if (isGrey(c.sample.pixels) || (halved.score <= c.target && halved.settings.quality < kTryFullChromaFrom))
-        return halved.settings;
-    s.fullChroma = true;
-    s.quantTable = kFullChromaTable;
-    const JpegCandidate full = searchJpeg(c, s, halved.score <= c.target ? halved.settings.quality - 6 : s.quality);
-    if (full.score > c.target && halved.score > c.target) {
-        // Out of JPEG's reach: its highest setting, where trellis would still drop detail.
-        JpegSettings highest = full.settings;
-        highest.quality = 100;
-        highest.trellis = false;
-        return highest;
+    const JpegSettings halved = jpegLayout(o, false), full = jpegLayout(o, true);
+    auto halvedTrials = jpegTrials(c, halved);
+    if (isGrey(c.sample.pixels))
+        return searchLayout(halvedTrials, halved, halved.quality).settings;
+    // Both layouts tried at one quality: the one predicted lighter at one reference
+    // distance is searched on from there. Colour detail (text, graphics, saturated edges)
+    // keeps the halved layout's score high at any quality, while photos reach the target
+    // at a lower quality with halved chroma's fewer bytes. Quality and reference are the
+    // same for every level, so that an image keeps its layout from level to level and a
+    // higher level never comes out heavier by changing layout.
+    const int first = layoutReferenceQuality();
+    auto fullTrials = jpegTrials(c, full);
+    const double halvedScore = halvedTrials(first), fullScore = fullTrials(first);
+    const std::optional<double> halvedWeight = predictedWeight(false, first, halvedScore, halvedTrials.sizes[first]);
+    const std::optional<double> fullWeight = predictedWeight(true, first, fullScore, fullTrials.sizes[first]);
+    const bool fullFirst = !halvedWeight || (fullWeight && *fullWeight < *halvedWeight);
+    if (!fullFirst) {
+        const JpegCandidate h = searchLayout(halvedTrials, halved, first);
+        if (h.score <= c.target)
+            return h.settings;
     }
-    const bool fullWins = halved.score > c.target || (full.score <= c.target && full.sampleBytes < halved.sampleBytes);
-    return fullWins ? full.settings : halved.settings;
+    const JpegCandidate f = searchLayout(fullTrials, full, first);
+    if (f.score <= c.target)
+        return f.settings;
+    // Out of reach: some images keep a distance even at quality 100 (saturated colours
+    // that YCbCr in 8 bits cannot hold), and the score levels off well below the top.
+    // JPEG's best is then the lightest trial on that floor, which looks the same as the
+    // highest setting at a fraction of its bytes.
+    double floor = f.score;
+    for (const auto *t : {&halvedTrials.scores, &fullTrials.scores})
+        for (const auto &[q, score] : *t)
+            floor = std::min(floor, score);
+    std::optional<std::pair<std::size_t, JpegSettings>> best;
+    const auto consider = [&](const auto &trials, JpegSettings s) {
+        for (const auto &[q, score] : trials.scores)
+            if (score <= floor * kOnTheFloor && (!best || trials.sizes.at(q) < best->first))
+                s.quality = q, best = std::pair{trials.sizes.at(q), s};
+    };
+    consider(halvedTrials, halved);
+    consider(fullTrials, full);
+    if (best && best->second.quality < 100)
+        return best->second;
+    // Its highest setting, where trellis would still drop detail.
+    JpegSettings highest = full;
+    highest.quality = 100;
+    highest.trellis = false;
+    return highest;
 }
 
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)

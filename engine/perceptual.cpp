@@ -1,12 +1,17 @@
 #include "perceptual.h"
 
+#include "encode.h"
 #include "exitcodes.h"
 
 #include <jxl/butteraugli.h>
 #include <jxl/thread_parallel_runner.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <numeric>
 #include <optional>
 #include <set>
@@ -89,9 +94,18 @@ constexpr int kTile = 128;
 // A search aims a little under the target, so that the predicted setting passes with its
 // first trial more often than not, and stops at a pass this close to the target.
 constexpr double kAim = 0.97;
-constexpr double kCloseEnough = 0.94;
-constexpr int kRingingTiles = 2, kColourTiles = 2, kCalmTiles = 3, kBusyTiles = 1, kSpreadTiles = 4;
-constexpr int kTiles = kRingingTiles + kColourTiles + kCalmTiles + kBusyTiles + kSpreadTiles;
+constexpr double kCloseEnough = 0.92;
+// Two failures count as a score levelling off only this far over the target.
+constexpr double kLevelsOffAbove = 1.25;
+// A search without a pass stops where the model puts the highest setting's score this far
+// over the aim.
+constexpr double kOutOfReach = 1.7;
+// Settings between the lowest pass and the highest failure beyond which a search goes on.
+constexpr int kWideBracket = 1;
+// Most tiles go where a quick probe encoding errs most visibly (see cellsOf); the rest
+// where the statistics say encoders fail first, for what the probe's own settings miss.
+constexpr int kProbeTiles = 6, kRingingTiles = 1, kColourTiles = 2, kCalmTiles = 2, kSpreadTiles = 1;
+constexpr int kTiles = kProbeTiles + kRingingTiles + kColourTiles + kCalmTiles + kSpreadTiles;
 // Judging the whole costs no more than a sample about twice the tiles' size, and a
 // sample of most of a small image misjudges smooth gradients, where the worst band can
 // fall between tiles.
@@ -102,7 +116,35 @@ struct Cell {
     double edges = 0;    // mean luma gradient: texture, which hides errors
     double peaks = 0;    // mean squared gradient against the squared mean: strong edges on calm ground (ringing)
     double chroma = 0;   // mean colour gradient: colour edges smear under halved chroma
+    double probe = 0;    // worst masked error of the probe encoding in the cell
 };
+
+// The probe: a plain, fast JPEG at a middle quality with halved chroma. Where it errs most
+// visibly is where any encoder's error peaks first (busy edges on calm ground, fine colour,
+// texture the statistics rate as calm), so trials are judged where the whole image's
+// worst spot lies.
+constexpr int kProbeQuality = 80;
+// Masking of the probe's error by the local gradient: an error of e on a gradient of g
+// counts as e / (1 + g / kMasking). On the corpus's photos and graphics, the dozen cells
+// ranked worst this way held the cell of the whole image's butteraugli maximum on four
+// images in six, where the statistics alone had missed it on Honeywave and paratrooper.
+constexpr double kMasking = 20.0;
+
+// The probe's error at 1/reduce of the size, masked by the local gradient there.
+vips::VImage maskedProbeError(const vips::VImage &rgb, int reduce)
+{
+    JpegSettings probe;
+    probe.quality = kProbeQuality;
+    probe.progressive = false;
+    probe.trellis = false;
+    const Bytes bytes = encodeJpeg(rgb, probe);
+    const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "");
+    const vips::VImage d = rgb.cast(VIPS_FORMAT_FLOAT) - decoded.cast(VIPS_FORMAT_FLOAT);
+    const vips::VImage error = (d * d).bandmean().shrink(reduce, reduce).pow(0.5);
+    const vips::VImage luma = rgb.shrink(reduce, reduce).colourspace(VIPS_INTERPRETATION_B_W).cast(VIPS_FORMAT_FLOAT);
+    // Made here, while the probe's bytes it decodes from still exist.
+    return (error / (luma.sobel().cast(VIPS_FORMAT_FLOAT) / kMasking + 1.0)).gaussblur(1.0).cast(VIPS_FORMAT_FLOAT).copy_memory();
+}
 
 // Cell origins along one side: a grid, plus one flush with the far edge so nothing there
 // goes unseen; origins stay on 16-pixel steps, where the whole image's blocks lie.
@@ -123,7 +165,8 @@ std::vector<Cell> cellsOf(const vips::VImage &image, int cell)
 {
     // Statistics on a reduced copy: a cell becomes 32 pixels across.
     const int reduce = std::max(1, cell / 32);
-    const vips::VImage rgb = viewable(image).shrink(reduce, reduce);
+    const vips::VImage full = viewable(image);
+    const vips::VImage rgb = full.shrink(reduce, reduce);
     const vips::VImage luma = rgb.colourspace(VIPS_INTERPRETATION_B_W).cast(VIPS_FORMAT_FLOAT);
     const vips::VImage lab = rgb.colourspace(VIPS_INTERPRETATION_LAB);
     const vips::VImage g = luma.sobel().cast(VIPS_FORMAT_FLOAT);
@@ -147,12 +190,24 @@ std::vector<Cell> cellsOf(const vips::VImage &image, int cell)
             cells.push_back(stats);
         }
     g_free(data);
+    // The probe's worst spot per cell, probed at the size the judge sees (a box shrink
+    // stands in for its resize here: only the ranking of cells matters).
+    const int judgedShrink = std::max(1, cell / kTile);
+    const vips::VImage probed = judgedShrink > 1 ? full.shrink(judgedShrink, judgedShrink) : full;
+    const vips::VImage masked = maskedProbeError(probed, std::max(1, reduce / judgedShrink));
+    float *err = static_cast<float *>(masked.write_to_memory(&size));
+    const int ew = masked.width(), eh = masked.height();
+    for (Cell &c : cells)
+        for (int y = c.y / reduce; y < std::min(eh, (c.y + cell) / reduce); ++y)
+            for (int x = c.x / reduce; x < std::min(ew, (c.x + cell) / reduce); ++x)
+                c.probe = std::max(c.probe, double(err[std::size_t(y) * ew + x]));
+    g_free(err);
     return cells;
 }
 
-// Tiles where encoders fail first: strong edges on calm ground (ringing), colour edges
-// (smeared by halved chroma), calm areas with some structure (banding and blocking), the
-// busiest texture; one spread over the image catches what the statistics miss. The
+// Tiles where encoders fail first: where the probe errs most visibly, strong edges on
+// calm ground (ringing), colour edges (smeared by halved chroma), calm areas with some
+// structure (banding and blocking); one spread over the image catches what both miss. The
 // butteraugli max-norm is decided by the worst spot, so a few well chosen tiles judge as
 // well as many: the counts are the fewest with which the sample's score still follows the
 // whole image's on the corpus (bench/fit_search.sh).
@@ -172,10 +227,10 @@ std::vector<std::pair<int, int>> chooseTiles(const std::vector<Cell> &cells)
         }
     };
     const auto any = [](const Cell &) { return true; };
+    pickBy(kProbeTiles, [](const Cell &a, const Cell &b) { return a.probe > b.probe; }, any);
     pickBy(kRingingTiles, [](const Cell &a, const Cell &b) { return a.peaks > b.peaks; }, any);
     pickBy(kColourTiles, [](const Cell &a, const Cell &b) { return a.chroma > b.chroma; }, any);
     pickBy(kCalmTiles, [](const Cell &a, const Cell &b) { return a.edges < b.edges; }, [](const Cell &c) { return c.edges > 1.0; });
-    pickBy(kBusyTiles, [](const Cell &a, const Cell &b) { return a.edges > b.edges; }, any);
     const std::size_t spread = std::max<std::size_t>(1, cells.size() / (kSpreadTiles + 1));
     for (std::size_t i = spread; i < cells.size() && chosen.size() < std::size_t(kTiles); i += spread)
         chosen.insert({cells[i].x, cells[i].y});
@@ -239,6 +294,47 @@ double judgePixels(const Judge &judge, const Sample &sample, const vips::VImage 
     return judge.distance(sample.judged, judgedView(decoded, sample.judgeScale));
 }
 
+bool searchTraced()
+{
+    static const bool on = std::getenv("DRAVIK_TRACE_SEARCH") != nullptr;
+    return on;
+}
+
+void traceStep(const char *what)
+{
+    if (!searchTraced())
+        return;
+    static auto last = std::chrono::steady_clock::now();
+    static std::clock_t lastCpu = std::clock();
+    const auto now = std::chrono::steady_clock::now();
+    const std::clock_t cpu = std::clock();
+    std::fprintf(stderr, "step %s: %.0f ms, cpu %.0f ms\n", what,
+                 std::chrono::duration<double, std::milli>(now - last).count(), 1000.0 * double(cpu - lastCpu) / CLOCKS_PER_SEC);
+    last = now;
+    lastCpu = cpu;
+}
+
+namespace {
+
+double axis(const SearchShape &shape, double setting)
+{
+    return shape.quantiserAxis ? -std::log(std::max(0.01, shape.hi + 0.5 - setting)) : setting;
+}
+
+double fromAxis(const SearchShape &shape, double a)
+{
+    return shape.quantiserAxis ? shape.hi + 0.5 - std::exp(-a) : a;
+}
+
+} // namespace
+
+double axisDistance(const SearchShape &shape, double from, double to) { return axis(shape, to) - axis(shape, from); }
+
+double predictedSetting(const SearchShape &shape, int setting, double score, double aimed)
+{
+    return fromAxis(shape, axis(shape, setting) + std::log(score / aimed) / shape.slope);
+}
+
 SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const SearchShape &shape, int guess,
                             double target)
 {
@@ -246,20 +342,26 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
     std::optional<std::pair<int, double>> pass, fail, lastFail;
     int trials = 0;
     // Where ln(score) is expected to cross ln(aim), from a known point: near the target the
-    // log of the score falls about linearly with the setting.
+    // log of the score falls about linearly along the axis.
     const double aim = target * kAim;
     const auto towards = [&](const std::pair<int, double> &from) {
-        const double steps = std::log(from.second / aim) / shape.slope;
-        return from.first + int(from.second > aim ? std::ceil(steps) : std::floor(steps));
+        const double at = predictedSetting(shape, from.first, from.second, aim);
+        return int(from.second > aim ? std::ceil(at - 1e-9) : std::floor(at + 1e-9));
     };
     int next = std::clamp(guess, shape.lo, shape.hi);
     // Where the caller's only fallback is the highest setting (the largest file), a few
     // more trials to find a pass cost far less than that file; noisy scores on smooth
-    // images can otherwise leave the capped search without one.
-    const int trialLimit = shape.giveUp ? shape.maxTrials : 2 * shape.maxTrials;
-    while (trials < shape.maxTrials || (!pass && trials < trialLimit)) {
+    // images can otherwise leave the capped search without one. Where the caller has a
+    // fallback (giveUp), a search without a pass stops at its trial count.
+    bool failedLast = false, failedBefore = false;
+    // A pass known only far above a failure can cost half again the bytes: worth a few
+    // more trials too.
+    const auto unsettled = [&] { return fail && (pass ? pass->first - fail->first > kWideBracket : !shape.giveUp); };
+    while (trials < shape.maxTrials || (unsettled() && trials < 2 * shape.maxTrials)) {
         const double score = scoreAt(next);
         ++trials;
+        failedBefore = failedLast;
+        failedLast = score > target;
         if (score <= target) {
             if (!pass || next < pass->first)
                 pass = std::pair{next, score};
@@ -271,12 +373,13 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
             break;
         if (fail && fail->first == shape.hi)
             break;
-        if (shape.giveUp && fail && lastFail && fail->first > lastFail->first) {
-            // Two settings over the target: where the score levels off (halved chroma on
-            // colour detail, a palette short of colours) the highest setting will not
-            // reach it either, and further trials are wasted.
-            const double flat = std::log(lastFail->second / fail->second) / (fail->first - lastFail->first);
-            if (flat < shape.slope && fail->second * std::exp(-flat * (shape.hi - fail->first)) > target)
+        if (shape.giveUp && fail && lastFail && fail->first > lastFail->first && fail->second > kLevelsOffAbove * target) {
+            // Two settings well over the target: where the score levels off (halved chroma
+            // on colour detail, a palette short of colours) the highest setting will not
+            // reach it either, and further trials are wasted. Near the target, a score
+            // that rose a little is noise.
+            const double flat = std::log(lastFail->second / fail->second) / axisDistance(shape, lastFail->first, fail->first);
+            if (flat < shape.slope && fail->second * std::exp(-flat * axisDistance(shape, fail->first, shape.hi)) > target)
                 break;
         }
         if (fail)
@@ -286,14 +389,20 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
                 break;
             // Between the two, where the log-linear line through them crosses the aim.
             const double t = std::log(fail->second / aim) / std::max(1e-6, std::log(fail->second / pass->second));
-            next = fail->first + int(std::ceil(t * (pass->first - fail->first)));
+            const double a = axis(shape, fail->first);
+            next = int(std::ceil(fromAxis(shape, a + t * (axis(shape, pass->first) - a)) - 1e-9));
+            // Where the score bends (it falls fastest near the top), the line keeps landing
+            // just over the failing end: after two failures in a row, halve the bracket.
+            if (failedLast && failedBefore)
+                next = std::max(next, (fail->first + pass->first + 1) / 2);
             next = std::clamp(next, fail->first + 1, pass->first - 1);
         } else {
             const std::pair<int, double> &known = pass ? *pass : *fail;
             next = towards(known);
-            // So far over that even the model's reach past the highest setting falls short:
+            // So far over that even the highest setting falls well short by the model:
             // another trial would only confirm it.
-            if (shape.giveUp && !pass && next > shape.hi + shape.maxStep)
+            if (shape.giveUp && !pass &&
+                known.second * std::exp(-shape.slope * axisDistance(shape, known.first, shape.hi)) > kOutOfReach * aim)
                 break;
             // At least one step away, and never further than the model's reach.
             next = pass ? std::clamp(next, known.first - shape.maxStep, known.first - 1)

@@ -54,24 +54,39 @@ double judgePixels(const Judge &judge, const Sample &sample, const vips::VImage 
 
 // The smallest setting in [lo, hi] whose score stays within `target`, for a score that
 // falls as the setting rises; `hi` when none does. From `guess`, each trial predicts the
-// next from the log of the score falling by about `slope` a step (secant once the target
-// is bracketed), and the search stops at a pass close enough to the target, at two
-// neighbours, or after `maxTrials` (then the lowest setting known to pass).
+// next from the log of the score falling by about `slope` per unit of the setting's axis
+// (secant once the target is bracketed), and the search stops at a pass close enough to
+// the target, at two neighbours, or after `maxTrials` (then the lowest setting known to
+// pass); up to twice that while a pass is known only well above a failure, or none at all
+// where the caller has no fallback but the highest setting.
 struct SearchShape {
     int lo = 0, hi = 100;
-    double slope = 0.05; // fall of ln(score) per setting step near the bounds
+    double slope = 0.05; // fall of ln(score) per unit of the axis near the bounds
     int maxStep = 12;    // the model is trusted this far from a known point
     int maxTrials = 4;
     // Stop once the highest setting looks out of reach; off where the caller has no
     // better fallback than that setting, so trials near the top are worth their cost.
     bool giveUp = true;
+    // JPEG's quality scales its quantisers by (100 - quality) from 50 up, and the error
+    // follows the quantisers: on this axis, -ln(100.5 - setting), ln(score) falls about
+    // linearly right up to the top, where a plain setting axis bends sharply.
+    bool quantiserAxis = false;
 };
 struct SettingSearch {
     int setting = 0;
     double score = 0;
     int trials = 0;
 };
+// DRAVIK_TRACE_SEARCH=1: whether the search reports itself on standard error, and one
+// step's report with the milliseconds since the previous one (benchmarks, calibration).
+bool searchTraced();
+void traceStep(const char *what);
+
 SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const SearchShape &shape, int guess,
                             double target);
+// Where the model puts the setting at which a score of `score` at `setting` falls to
+// `aimed` (unclamped, fractional), and how far along the axis that is.
+double predictedSetting(const SearchShape &shape, int setting, double score, double aimed);
+double axisDistance(const SearchShape &shape, double from, double to);
 
 } // namespace dravik

@@ -122,6 +122,7 @@ public:
     SearchContext context()
     {
         if (!sample_) {
+            traceStep("pixels ready");
             judge_ = std::make_unique<Judge>();
             // Smoothness is looked at only here: it matters to nothing but the bound.
             smooth_ = o_.qualitySafety && looksSmooth(src_);
@@ -130,8 +131,9 @@ public:
             } catch (const vips::VError &e) {
                 failFromVips(Exit::CannotEncode, "cannot judge the image: ", e.what());
             }
+            traceStep("sample");
         }
-        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_)};
+        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_, sample_->whole)};
     }
 
 private:
@@ -177,6 +179,7 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, Search &se
     switch (f) {
     case Format::Jpeg: {
         const JpegSettings settings = o.quality ? jpegSettingsFor(o) : chooseJpeg(search.context(), o);
+        traceStep("search");
         if (o.sizeLimitKiB)
             return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
                                          o.markWrite ? markSize(Format::Jpeg) : 0);
@@ -238,6 +241,7 @@ int processImage(const Options &o)
     if (o.outFormat != OutFormat::Same && o.outFormat != OutFormat::Auto)
         refuseSameFile(o.in, outputPathFor(o, *fixedOutputFormat(o, Format::Jpeg)));
 
+    traceStep("start");
     const Source src = readSource(o.in);
     const std::optional<Format> target = fixedOutputFormat(o, src.format);
     const std::vector<Format> candidates = target ? std::vector<Format>{*target}
@@ -480,6 +484,7 @@ int processImage(const Options &o)
     if (marked && (!bytesFromInput || best->bytes.size() + markBytes < src.bytes.size() || changesPixels))
         best->bytes = withMark(best->bytes, best->format);
 
+    traceStep("final encode");
     write(o, best->format, best->bytes);
     return 0;
 }

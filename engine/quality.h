@@ -12,8 +12,13 @@ namespace dravik {
 // low-contrast areas (see analyse.h); with -jpegqualitysafety on, those get a stricter one.
 double levelBound(const Options &o);
 // What the search aims at: the bound less the margin a sample's judgement needs to
-// hold on the whole image, tightened by the safety switch.
-double searchTarget(const Options &o, bool smooth);
+// hold on the whole image (a small one when the whole is judged), tightened by the
+// safety switch.
+double searchTarget(const Options &o, bool smooth, bool wholeSample);
+// One search target and JPEG quality for every level (the middle level's, without the
+// safety switch): where choices that must not change from level to level are made.
+double layoutReferenceTarget();
+int layoutReferenceQuality();
 
 // With -quality, the settings it names; otherwise where the level's search starts.
 JpegSettings jpegSettingsFor(const Options &o);
