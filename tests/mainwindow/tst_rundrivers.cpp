@@ -15,7 +15,7 @@
 
 namespace {
 
-struct PageSpec
+struct PagePlan
 {
     QStringList files;            // created in the page's input folder; the names steer the stand-in
     bool checked = false;
@@ -41,17 +41,20 @@ public:
     bool stopPressed = false, closeTried = false, closeAccepted = false;
     QWidget window;
 
-    explicit TestHost(const QList<PageSpec>& specs)
+    explicit TestHost(const QList<PagePlan>& plans)
     {
-        for (const PageSpec& spec : specs) {
+        for (const PagePlan& plan : plans) {
             PageSettingsRecord page;
             page.tabName = QStringLiteral("p%1").arg(pages.size() + 1);
             page.generalInputDir = Dir(int(pages.size()) + 1, "in");
             page.generalOutputDir = Dir(int(pages.size()) + 1, "out");
-            std::tie(page.checked, page.generalOutputFormat) = std::tuple(spec.checked, spec.outputFormat);
-            std::tie(page.resizeGroup, page.resizeRadio, page.resizeWidth) = std::tuple(spec.width != 1000, ResizeModeWidth, spec.width);
+            page.checked = plan.checked;
+            page.generalOutputFormat = plan.outputFormat;
+            page.resizeGroup = plan.width != 1000;
+            page.resizeRadio = ResizeModeWidth;
+            page.resizeWidth = plan.width;
             QDir().mkpath(page.generalInputDir);
-            for (const QString& name : spec.files) {
+            for (const QString& name : plan.files) {
                 // Larger files begin first: a hung engine starts after the file beside it, even on one processor.
                 QFile file(page.generalInputDir + name);
                 QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(name.contains("hang") ? 10 : 2000, 'i')));
@@ -134,7 +137,7 @@ private:
 } // namespace
 
 using Change = std::function<void(TestHost&)>;
-Q_DECLARE_METATYPE(QList<PageSpec>)
+Q_DECLARE_METATYPE(QList<PagePlan>)
 Q_DECLARE_METATYPE(Change)
 
 class TestRunDrivers : public QObject
@@ -144,14 +147,14 @@ class TestRunDrivers : public QObject
 private slots:
     void runsFromTheButtonToItsEnd_data()
     {
-        QTest::addColumn<QList<PageSpec>>("pages");
+        QTest::addColumn<QList<PagePlan>>("pages");
         QTest::addColumn<Change>("change");           // what goes wrong, or when to stop
         QTest::addColumn<bool>("result");
         QTest::addColumn<QStringList>("dialogs");
         QTest::addColumn<QList<int>>("outputs");      // files in each page's output folder; -1: some, not all
         QTest::addColumn<QStringList>("texts");       // of boxes, failed lists and conflicts; "*": any words
         QTest::addColumn<QList<int>>("focused");      // tab index * 2 + 1 for the output box
-        using Pages = QList<PageSpec>;
+        using Pages = QList<PagePlan>;
         using Ints = QList<int>;
         const QStringList run{"MarqueeProgressBar", "ProgressBarDialog", "ResultDialog"}, searched{"MarqueeProgressBar", "QMessageBox"}, box{"QMessageBox"};
         const QString noFiles = QStringLiteral("There are no files in the input folder that can be processed.");
@@ -182,7 +185,7 @@ private slots:
 
     void runsFromTheButtonToItsEnd()
     {
-        QFETCH(QList<PageSpec>, pages);
+        QFETCH(QList<PagePlan>, pages);
         QFETCH(Change, change);
         QFETCH(bool, result);
         QFETCH(QStringList, dialogs);
