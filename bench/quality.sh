@@ -9,7 +9,8 @@
 #   interlace), ImageMagick, `jpegoptim --max`, mozjpeg (npm `sharp`, installed into a
 #   folder outside the repository), cwebp, avifenc, pngquant + optipng.
 # Every output is judged by butteraugli_main (max-norm) against the input decoded to sRGB
-# (over white where transparent; images over 6 megapixels both at half size).
+# by `dravik-judge --srgb` (over white where transparent; images over 6 megapixels both at
+# half size).
 #
 # A peer's quality is not swept over a fixed grid: per image it starts from a few coarse
 # points and narrows, by interpolation on the score, only around the bounds that matter
@@ -27,19 +28,20 @@
 # engine's wall time at level 5 against one plain fixed-quality `vips copy` JPEG encode
 # (Q=80) of the same images, both timed in this run under the same parallelism.
 #
-# Environment: ENGINE (default build/bin/dravik.bin), JOBS (tools run at once, default 2),
-# PEERS=0 to skip the peers, CACHE
-# (default ~/.cache/dravik-bench-quality), KEEP=dir to keep the work folder.
+# Environment: ENGINE (default build/bin/dravik.bin), JUDGE (default build/bin/dravik-judge),
+# JOBS (tools run at once, default 2), PEERS=0 to skip the peers, CACHE (default
+# ~/.cache/dravik-bench-quality), KEEP=dir to keep the work folder.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 export ENGINE=${ENGINE:-$root/build/bin/dravik.bin}
+export JUDGE=${JUDGE:-$root/build/bin/dravik-judge}
 export JOBS=${JOBS:-2} PEERS=${PEERS:-1}
 export CACHE=${CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/dravik-bench-quality}
 folders=("$@")
 ((${#folders[@]})) || folders=("$root/../shared/corpus")
 
-[[ -x $ENGINE ]] || { echo "engine not found: $ENGINE (run scripts/build)" >&2; exit 2; }
+for p in "$ENGINE" "$JUDGE"; do [[ -x $p ]] || { echo "not built: $p (run scripts/build)" >&2; exit 2; }; done
 
 # Peers and the judge, installed on demand (Debian packages; sharp from npm outside the repository).
 need=()
@@ -77,7 +79,7 @@ EOF
 python3 - "${folders[@]}" <<'EOF'
 import collections, concurrent.futures as cf, hashlib, json, math, os, shutil, statistics, subprocess, sys, threading, time
 
-ENGINE, WORK, CACHE = os.environ['ENGINE'], os.environ['WORK'], os.environ['CACHE']
+ENGINE, JUDGE, WORK, CACHE = os.environ['ENGINE'], os.environ['JUDGE'], os.environ['WORK'], os.environ['CACHE']
 JOBS, PEERS = int(os.environ['JOBS']), os.environ['PEERS'] != '0'
 BOUND = {1: 0.8, 2: 1.0, 3: 1.2, 4: 1.35, 5: 1.5, 6: 2.0, 7: 2.7, 8: 3.5}
 ENGINE_RUNS = [('jpg', 1), ('jpg', 3), ('jpg', 5), ('jpg', 8), ('webp', 5), ('avif', 5), ('png', 5)]
@@ -86,7 +88,7 @@ LEVELS = {'jpg': [1, 3, 5, 8], 'webp': [5], 'avif': [5], 'png': [5]}
 # everywhere, so PNG asks that first.
 START = {'jpg': [90, 60], 'webp': [90, 70], 'avif': [80, 60], 'png': [100]}
 # Bumped whenever the judge or a peer's command changes, so stale scores are not reused.
-CACHE_TAG = 'v1'
+CACHE_TAG = 'v2'
 
 def run(*cmd, quiet=True):
     return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL if quiet else None, text=True, check=True).stdout
@@ -98,23 +100,9 @@ def header(path, field):
         return None
 
 def to_srgb(src, out):
-    """The input or an output as the judge sees it: sRGB (CMYK through its profile as lcms2's
-    own converter does, other profiles to sRGB), upright, over white, 8 bits."""
-    t = out + '.t.v'
-    if header(src, 'interpretation') == 'cmyk':
-        run('vips', 'icc_transform', src, t, 'srgb', '--embedded', '--input-profile', 'cmyk', '--intent', 'perceptual')
-    elif header(src, 'icc-profile-data') is not None:
-        try:
-            run('vips', 'icc_transform', src, t, 'srgb', '--embedded')
-        except subprocess.CalledProcessError:
-            run('vips', 'colourspace', src, t, 'srgb')
-    else:
-        run('vips', 'colourspace', src, t, 'srgb')
-    run('vips', 'autorot', t, t + '.r.v'); os.replace(t + '.r.v', t)
-    if int(header(t, 'bands')) in (2, 4):
-        run('vips', 'flatten', t, t + '.f.v', '--background', '255'); os.replace(t + '.f.v', t)
-    run('vips', 'cast', t, out, 'uchar')
-    os.remove(t)
+    """The input or an output as the judge sees it, as a PPM: sRGB through its profile (a
+    CMYK one too, which Debian's libvips converts wrongly), upright, over white, 8 bits."""
+    run(JUDGE, '--srgb', src, out)
 
 class Image:
     """One input: its sRGB reference decoded once, and the judge's view of it."""
@@ -123,7 +111,7 @@ class Image:
         self.hash = hashlib.sha256(open(path, 'rb').read()).hexdigest()[:20]
         self.dir = os.path.join(WORK, self.hash)
         os.makedirs(self.dir, exist_ok=True)
-        self.ref = os.path.join(self.dir, 'ref.v')
+        self.ref = os.path.join(self.dir, 'ref.ppm')
         to_srgb(path, self.ref)
         self.png = os.path.join(self.dir, 'ref.png')
         run('vips', 'pngsave', self.ref, self.png, '--compression', '1')
@@ -141,10 +129,10 @@ class Image:
 
     def judge(self, output):
         base = output + '.j'
-        to_srgb(output, base + '.v')
-        self.view(base + '.v', base + '.ppm')
+        to_srgb(output, base + '.v.ppm')
+        self.view(base + '.v.ppm', base + '.ppm')
         score = float(run('butteraugli_main', self.judged, base + '.ppm').split()[0])
-        os.remove(base + '.v'); os.remove(base + '.ppm')
+        os.remove(base + '.v.ppm'); os.remove(base + '.ppm')
         return score
 
 # A peer: its output format, and how it encodes the image at quality q.

@@ -4,12 +4,12 @@
 #include "exitcodes.h"
 
 #include <jxl/butteraugli.h>
-#include <jxl/thread_parallel_runner.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <numeric>
@@ -20,34 +20,30 @@
 namespace dravik {
 
 struct Judge::Impl {
-    JxlButteraugliApi *api = nullptr;
-    void *runner = nullptr;
+    // One per band: the API object only holds settings, but one each keeps the bands apart.
+    std::vector<JxlButteraugliApi *> apis;
 };
 
-Judge::Judge() : impl_(std::make_unique<Impl>())
+Judge::Judge(int parts) : impl_(std::make_unique<Impl>())
 {
-    impl_->api = JxlButteraugliApiCreate(nullptr);
-    if (!impl_->api)
-        fail(Exit::OutOfMemory, "out of memory: the quality measure cannot start");
-    // A display of 80 nits, as butteraugli's own command-line judge assumes.
-    JxlButteraugliApiSetIntensityTarget(impl_->api, 80.0f);
-    // As many workers as libvips is given (the engine caps that for engines side by side).
-    impl_->runner = JxlThreadParallelRunnerCreate(nullptr, std::size_t(std::max(1, vips_concurrency_get())));
-    if (impl_->runner)
-        JxlButteraugliApiSetParallelRunner(impl_->api, JxlThreadParallelRunner, impl_->runner);
+    parts_ = parts > 0 ? parts : std::max(1, vips_concurrency_get());
+    for (int i = 0; i < parts_; ++i) {
+        JxlButteraugliApi *api = JxlButteraugliApiCreate(nullptr);
+        if (!api)
+            fail(Exit::OutOfMemory, "out of memory: the quality measure cannot start");
+        // A display of 80 nits, as butteraugli's own command-line judge assumes.
+        JxlButteraugliApiSetIntensityTarget(api, 80.0f);
+        impl_->apis.push_back(api);
+    }
 }
 
 Judge::~Judge()
 {
-    JxlButteraugliApiDestroy(impl_->api);
-    if (impl_->runner)
-        JxlThreadParallelRunnerDestroy(impl_->runner);
+    for (JxlButteraugliApi *api : impl_->apis)
+        JxlButteraugliApiDestroy(api);
 }
 
-namespace {
-
-// 8-bit sRGB as a viewer shows the file: over white where it is transparent, as the
-// JPEG candidate of the same pixels is.
+// As the JPEG candidate of the same pixels is: over white where transparent.
 vips::VImage viewable(vips::VImage image)
 {
     if (image.has_alpha())
@@ -58,6 +54,8 @@ vips::VImage viewable(vips::VImage image)
         image = image.extract_band(0, vips::VImage::option()->set("n", 3));
     return image.format() == VIPS_FORMAT_UCHAR ? image : image.cast(VIPS_FORMAT_UCHAR);
 }
+
+namespace {
 
 std::vector<unsigned char> packed(const vips::VImage &image)
 {
@@ -70,19 +68,94 @@ std::vector<unsigned char> packed(const vips::VImage &image)
 
 } // namespace
 
+namespace {
+
+// A band's distances depend on its surroundings only this far (butteraugli's widest blurs,
+// at its half-resolution pass): beyond it, a band's own share judges as the whole would.
+constexpr int kBandOverlap = 32;
+// Bands narrower than this cost more in overlap than the threads save.
+constexpr int kMinBand = 96;
+
+struct Band {
+    int from = 0, to = 0; // the band's own share along the cut axis
+    int lo = 0, hi = 0;   // what it is judged with, overlap included
+};
+
+std::vector<Band> bandsAlong(int length, int parts)
+{
+    parts = std::clamp(length / kMinBand, 1, parts);
+    // Cuts on 8-pixel steps keep every band's half-resolution pass on the whole's grid.
+    const auto cut = [&](int i) { return i == parts ? length : int(std::int64_t(length) * i / parts) / 8 * 8; };
+    std::vector<Band> bands;
+    for (int i = 0; i < parts; ++i) {
+        Band b{cut(i), cut(i + 1), 0, 0};
+        b.lo = std::max(0, b.from - kBandOverlap);
+        b.hi = std::min(length, b.to + kBandOverlap);
+        bands.push_back(b);
+    }
+    return bands;
+}
+
+// Rows [lo, hi) or columns [lo, hi) of packed 3-byte pixels.
+std::vector<unsigned char> bandOf(const std::vector<unsigned char> &pixels, int width, int height, bool acrossX,
+                                  const Band &b)
+{
+    if (!acrossX)
+        return {pixels.begin() + std::ptrdiff_t(b.lo) * width * 3, pixels.begin() + std::ptrdiff_t(b.hi) * width * 3};
+    std::vector<unsigned char> out;
+    out.reserve(std::size_t(b.hi - b.lo) * height * 3);
+    for (int y = 0; y < height; ++y) {
+        const auto row = pixels.begin() + (std::ptrdiff_t(y) * width + b.lo) * 3;
+        out.insert(out.end(), row, row + std::ptrdiff_t(b.hi - b.lo) * 3);
+    }
+    return out;
+}
+
+} // namespace
+
 double Judge::distance(const vips::VImage &reference, const vips::VImage &candidate) const
 {
     const std::vector<unsigned char> a = packed(viewable(reference));
     const std::vector<unsigned char> b = packed(viewable(candidate));
-    const JxlPixelFormat format{3, JXL_TYPE_UINT8, JXL_NATIVE_ENDIAN, 0};
-    JxlButteraugliResult *result =
-        JxlButteraugliCompute(impl_->api, uint32_t(reference.width()), uint32_t(reference.height()), &format, a.data(),
-                              a.size(), &format, b.data(), b.size());
-    if (!result)
+    const int width = reference.width(), height = reference.height();
+    // Cut across the longer side: the bands stay wide enough to hold whole tiles.
+    const bool acrossX = width >= height;
+    const std::vector<Band> bands = bandsAlong(acrossX ? width : height, parts_);
+    std::vector<double> worst(bands.size(), 0.0);
+    std::vector<char> failed(bands.size(), 0);
+#pragma omp parallel for num_threads(int(bands.size())) schedule(static, 1) if (bands.size() > 1)
+    for (std::size_t i = 0; i < bands.size(); ++i) {
+        const Band &band = bands[i];
+        const std::vector<unsigned char> pa = bands.size() > 1 ? bandOf(a, width, height, acrossX, band) : a;
+        const std::vector<unsigned char> pb = bands.size() > 1 ? bandOf(b, width, height, acrossX, band) : b;
+        const uint32_t w = acrossX ? band.hi - band.lo : width, h = acrossX ? height : band.hi - band.lo;
+        const JxlPixelFormat format{3, JXL_TYPE_UINT8, JXL_NATIVE_ENDIAN, 0};
+        JxlButteraugliResult *result =
+            JxlButteraugliCompute(impl_->apis[i], w, h, &format, pa.data(), pa.size(), &format, pb.data(), pb.size());
+        if (!result) {
+            failed[i] = 1;
+            continue;
+        }
+        if (bands.size() == 1) {
+            worst[i] = JxlButteraugliResultGetMaxDistance(result);
+        } else {
+            const float *map = nullptr;
+            uint32_t stride = 0;
+            JxlButteraugliResultGetDistmap(result, &map, &stride);
+            // Only the band's own share: its overlap is judged by its neighbour.
+            const int x0 = acrossX ? band.from - band.lo : 0, x1 = acrossX ? band.to - band.lo : width;
+            const int y0 = acrossX ? 0 : band.from - band.lo, y1 = acrossX ? height : band.to - band.lo;
+            float m = 0;
+            for (int y = y0; y < y1; ++y)
+                for (int x = x0; x < x1; ++x)
+                    m = std::max(m, map[std::size_t(y) * stride + x]);
+            worst[i] = m;
+        }
+        JxlButteraugliResultDestroy(result);
+    }
+    if (std::find(failed.begin(), failed.end(), 1) != failed.end())
         fail(Exit::OutOfMemory, "out of memory: the quality measure failed");
-    const double d = JxlButteraugliResultGetMaxDistance(result);
-    JxlButteraugliResultDestroy(result);
-    return d;
+    return *std::max_element(worst.begin(), worst.end());
 }
 
 namespace {

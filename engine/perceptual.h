@@ -17,10 +17,13 @@
 namespace dravik {
 
 // Butteraugli max-norm distance between two images of the same size (any 8-bit sRGB or
-// grey image; alpha is not judged).
+// grey image; alpha is not judged). libjxl's butteraugli runs on one thread whatever runner
+// it is given, so the judge cuts the images into `parts` overlapping bands, judges them side
+// by side and takes the largest distance inside each band's own share; 0 means as many as
+// libvips has workers, 1 judges in one piece (the benchmarks' reference).
 class Judge {
 public:
-    Judge();
+    explicit Judge(int parts = 0);
     ~Judge();
     Judge(const Judge &) = delete;
     Judge &operator=(const Judge &) = delete;
@@ -29,7 +32,11 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
+    int parts_ = 1;
 };
+
+// 8-bit sRGB as a viewer shows the image: over white where it is transparent.
+vips::VImage viewable(vips::VImage image);
 
 // The part of an image a search judges, and the scale it is judged at.
 struct Sample {

@@ -3,12 +3,17 @@
 // as a viewer shows them: uprighted, converted to sRGB through their profiles, over white
 // where transparent, at half size when over six megapixels. Benchmarks call it so that
 // the engine's own notion of quality and the figures they print come from one place.
+//
+// dravik-judge --srgb INPUT OUTPUT.ppm: writes INPUT as the judge sees it (upright, sRGB,
+// over white, 8 bits, full size), so that benchmarks judging with other tools start from
+// the same colours; Debian's own libvips converts CMYK through a profile wrongly.
 
 #include "perceptual.h"
 
 #include <vips/vips8>
 
 #include <cstdio>
+#include <string>
 
 namespace {
 
@@ -23,15 +28,34 @@ vips::VImage shown(const char *path)
     return image;
 }
 
+// Binary PPM: every judge reads it, and this libvips build has no saver for it.
+bool writePpm(const vips::VImage &image, const char *path)
+{
+    std::size_t size = 0;
+    void *data = image.write_to_memory(&size);
+    std::FILE *f = std::fopen(path, "wb");
+    const bool written = f && std::fprintf(f, "P6\n%d %d\n255\n", image.width(), image.height()) > 0 &&
+                         std::fwrite(data, 1, size, f) == size;
+    g_free(data);
+    return f && std::fclose(f) == 0 && written;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (VIPS_INIT(argv[0]) || argc != 3) {
-        std::fprintf(stderr, "usage: dravik-judge REFERENCE CANDIDATE\n");
+    const bool convert = argc == 4 && std::string(argv[1]) == "--srgb";
+    if (VIPS_INIT(argv[0]) || (argc != 3 && !convert)) {
+        std::fprintf(stderr, "usage: dravik-judge REFERENCE CANDIDATE | dravik-judge --srgb INPUT OUTPUT.ppm\n");
         return 2;
     }
     try {
+        if (convert) {
+            if (writePpm(dravik::viewable(shown(argv[2])), argv[3]))
+                return 0;
+            std::fprintf(stderr, "cannot write %s\n", argv[3]);
+            return 1;
+        }
         vips::VImage a = shown(argv[1]);
         vips::VImage b = shown(argv[2]);
         if (a.width() != b.width() || a.height() != b.height()) {
@@ -43,7 +67,8 @@ int main(int argc, char **argv)
             a = a.resize(0.5);
             b = b.resize(0.5);
         }
-        const dravik::Judge judge;
+        // In one piece: the yardstick stays independent of how the engine splits its own judging.
+        const dravik::Judge judge(1);
         std::printf("%.3f\n", judge.distance(a, b));
     } catch (const vips::VError &e) {
         std::fprintf(stderr, "%s\n", e.what());

@@ -2,7 +2,9 @@
 // (invisible in the pixels) and the supervising parent, which turns deaths into codes and
 // removes a dead child's temporary file.
 #include "atomicwrite.h"
+#include "encode.h"
 #include "exitcodes.h"
+#include "perceptual.h"
 #include "resize.h"
 #include "supervise.h"
 
@@ -25,6 +27,30 @@ TEST(Resize, ShrinkOnLoadLeavesTheKernelAFactorOfTwo) {
         {{6000, 4000, 750, 500}, 4},   {{6000, 4000, 100, 67}, 8},     {{6000, 4000, 100, 4000}, 1}};
     for (const auto &[s, factor] : cases)
         EXPECT_EQ(shrinkOnLoadFactor(s[0], s[1], s[2], s[3]), factor) << testing::PrintToString(s);
+}
+
+// Judged in bands side by side, an image scores as it does in one piece: wide images are
+// cut across, tall ones down, and ones too small for bands are judged whole.
+TEST(Judge, BandsScoreAsTheWhole) {
+    const dravik::Judge whole(1), banded(3);
+    for (const auto &[w, h] : std::vector<std::pair<int, int>>{{700, 180}, {180, 700}, {150, 150}}) {
+        const vips::VImage xy = vips::VImage::xyz(w, h);
+        const vips::VImage noise =
+            vips::VImage::gaussnoise(w, h, vips::VImage::option()->set("sigma", 20.0)->set("seed", 3));
+        // Strokes on a calm ground, busier towards one end, so the worst spot lies in one band.
+        const vips::VImage strokes = ((xy[0] % 19) < 2) & ((xy[0] + xy[1]) > (w + h) / 2);
+        const vips::VImage image = vips::VImage::bandjoin(std::vector<vips::VImage>{
+            strokes.ifthenelse(40, noise + 160), strokes.ifthenelse(200, noise + 150), xy[1] * (80.0 / h) + 90})
+                                       .cast(VIPS_FORMAT_UCHAR)
+                                       .copy(vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB))
+                                       .copy_memory();
+        dravik::JpegSettings low;
+        low.quality = 40;
+        const dravik::Bytes bytes = dravik::encodeJpeg(image, low);
+        const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "").copy_memory();
+        const double expected = whole.distance(image, decoded);
+        EXPECT_NEAR(banded.distance(image, decoded), expected, 0.02 * expected) << w << "x" << h;
+    }
 }
 
 std::string g_folder;
