@@ -203,6 +203,34 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     return highest;
 }
 
+// The real file at the sample's choice, judged where it errs most and raised while over
+// (at most kWholeChecks times, by the format's slope): `encode(quality)` makes it.
+struct Raised {
+    Bytes bytes;
+    double score = 0; // as judged where it errs most; 0 when not judged
+};
+
+template <typename Encode>
+Raised raisedWhileOver(const SearchContext &c, const vips::VImage &image, const char *name, int quality, double slope,
+                       Encode encode)
+{
+    for (int check = 0;; ++check) {
+        Raised r{encode(quality)};
+        // Animations are judged on their first frame, which the sample already was.
+        if (check > kWholeChecks || (!c.sample.whole && c.sample.tiles.empty()))
+            return r;
+        const vips::VImage decoded = vips::VImage::new_from_buffer(r.bytes.data(), r.bytes.size(), "");
+        const double score = judgeWhereWorst(c.judge, c.sample, image, decoded);
+        if (traced())
+            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", name, quality, score, r.bytes.size(),
+                         c.wholeTarget);
+        r.score = score;
+        if (score <= c.wholeTarget || quality == 100 || check == kWholeChecks)
+            return r;
+        quality = std::min(100, quality + std::max(2, int(std::ceil(std::log(score / c.wholeTarget) / slope))));
+    }
+}
+
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)
 {
     WebpSettings s = webpSettingsFor(o);
@@ -213,40 +241,35 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
         return encodeWebp(c.sample.pixels, s);
     });
     const SettingSearch found = trials.search({20, 100, kWebpSlope}, s.quality);
-    s.quality = found.setting;
     // Lossy WebP halves chroma whatever the setting. Where even its highest setting stays
     // over the bound, lossless is the format's highest setting, but only worth its bytes
-    // when the sample is far over: near the bound the sample judges harsher than the whole.
-    if (found.score > 1.5 * c.target && found.setting == 100)
-        s.lossless = true;
-    if (s.lossless || (!c.sample.whole && c.sample.tiles.empty()))
-        return encodeWebp(image, s);
-    // WebP sets its filters and segment quantisers from the whole image, so the sample's
-    // own encoding can look better than the same tiles of the real file: the real file is
-    // judged on those tiles, and raised while it stays over.
-    for (int check = 0; check < kWholeChecks; ++check) {
-        Bytes bytes = encodeWebp(image, s);
-        const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "");
-        const double score = judgePixels(c.judge, c.sample, cutLikeSample(c.sample, decoded));
-        if (traced())
-            std::fprintf(stderr, "whole webp %d: %.3f, %zu bytes\n", s.quality, score, bytes.size());
-        if (score <= c.target || s.quality == 100)
-            return bytes;
-        s.quality = std::min(100, s.quality + std::max(2, int(std::ceil(std::log(score / c.target) / kWebpSlope))));
+    // (three times a photo's) when far over: near the bound the highest lossy one is kept.
+    const double farOver = 1.5;
+    if (found.setting < 100 || found.score <= farOver * c.target) {
+        Raised r = raisedWhileOver(c, image, "webp", found.setting, kWebpSlope, [&](int q) {
+            s.quality = q;
+            return encodeWebp(image, s);
+        });
+        if (s.quality < 100 || r.score <= farOver * c.wholeTarget)
+            return std::move(r.bytes);
     }
+    s.lossless = true;
     return encodeWebp(image, s);
 }
 
-AvifSettings chooseAvif(const SearchContext &c, const Options &o, int outputPixels)
+Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)
 {
-    AvifSettings s = avifSettingsFor(o, outputPixels);
+    AvifSettings s = avifSettingsFor(o, image.width() * vips_image_get_page_height(image.get_image()));
     s.fullChroma = true;
     auto trials = trialsOf(c, "avif", [&](int q) {
         s.quality = q;
         return encodeAvif(c.sample.pixels, s);
     });
-    s.quality = trials.search({20, 100, kAvifSlope}, s.quality).setting;
-    return s;
+    const int found = trials.search({20, 100, kAvifSlope}, s.quality).setting;
+    return raisedWhileOver(c, image, "avif", found, kAvifSlope, [&](int q) {
+        s.quality = q;
+        return encodeAvif(image, s);
+    }).bytes;
 }
 
 std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &o, int outputPixels)
@@ -266,11 +289,10 @@ std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &
     return s;
 }
 
-bool paletteHolds(const SearchContext &c, const vips::VImage &, const Bytes &palettePng)
+bool paletteHolds(const SearchContext &c, const vips::VImage &image, const Bytes &palettePng)
 {
     const vips::VImage decoded = vips::VImage::new_from_buffer(palettePng.data(), palettePng.size(), "");
-    const vips::VImage cut = cutLikeSample(c.sample, decoded);
-    return judgePixels(c.judge, c.sample, cut) <= c.target;
+    return judgeWhereWorst(c.judge, c.sample, image, decoded) <= c.wholeTarget;
 }
 
 } // namespace dravik

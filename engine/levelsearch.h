@@ -16,17 +16,20 @@ struct SearchContext {
     const Judge &judge;
     const Sample &sample;
     double target; // the level's bound, with our margin and the safety switch applied
+    // What a full-size encoding judged where it errs most (judgeWhereWorst) keeps to.
+    double wholeTarget;
 };
 
 JpegSettings chooseJpeg(const SearchContext &c, const Options &o);
-// The WebP file itself: its settings are checked on the whole image's encoding.
+// The WebP and AVIF files themselves: these encoders tune themselves to the whole image,
+// so the settings the sample chose are checked on the real file and raised while over.
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
-AvifSettings chooseAvif(const SearchContext &c, const Options &o, int outputPixels);
+Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
 // Palette settings that keep within the bound, or nullopt when only lossless does.
 std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &o, int outputPixels);
 
-// Whether a full palette encode stays within the bound, judged on the sample's tiles cut
-// from it: the whole image shares one palette, which the sample's trial could not show.
+// Whether a full palette encode stays within the bound where it errs most: the whole image
+// shares one palette, which the sample's trial could not show.
 bool paletteHolds(const SearchContext &c, const vips::VImage &image, const Bytes &palettePng);
 
 } // namespace dravik

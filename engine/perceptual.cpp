@@ -113,7 +113,7 @@ std::vector<unsigned char> bandOf(const std::vector<unsigned char> &pixels, int 
 
 } // namespace
 
-double Judge::distance(const vips::VImage &reference, const vips::VImage &candidate) const
+vips::VImage Judge::distances(const vips::VImage &reference, const vips::VImage &candidate) const
 {
     const std::vector<unsigned char> a = packed(viewable(reference));
     const std::vector<unsigned char> b = packed(viewable(candidate));
@@ -121,7 +121,7 @@ double Judge::distance(const vips::VImage &reference, const vips::VImage &candid
     // Cut across the longer side: the bands stay wide enough to hold whole tiles.
     const bool acrossX = width >= height;
     const std::vector<Band> bands = bandsAlong(acrossX ? width : height, parts_);
-    std::vector<double> worst(bands.size(), 0.0);
+    std::vector<float> map(std::size_t(width) * height);
     std::vector<char> failed(bands.size(), 0);
 #pragma omp parallel for num_threads(int(bands.size())) schedule(static, 1) if (bands.size() > 1)
     for (std::size_t i = 0; i < bands.size(); ++i) {
@@ -136,26 +136,27 @@ double Judge::distance(const vips::VImage &reference, const vips::VImage &candid
             failed[i] = 1;
             continue;
         }
-        if (bands.size() == 1) {
-            worst[i] = JxlButteraugliResultGetMaxDistance(result);
-        } else {
-            const float *map = nullptr;
-            uint32_t stride = 0;
-            JxlButteraugliResultGetDistmap(result, &map, &stride);
-            // Only the band's own share: its overlap is judged by its neighbour.
-            const int x0 = acrossX ? band.from - band.lo : 0, x1 = acrossX ? band.to - band.lo : width;
-            const int y0 = acrossX ? 0 : band.from - band.lo, y1 = acrossX ? height : band.to - band.lo;
-            float m = 0;
-            for (int y = y0; y < y1; ++y)
-                for (int x = x0; x < x1; ++x)
-                    m = std::max(m, map[std::size_t(y) * stride + x]);
-            worst[i] = m;
-        }
+        const float *bandMap = nullptr;
+        uint32_t stride = 0;
+        JxlButteraugliResultGetDistmap(result, &bandMap, &stride);
+        // Only the band's own share: its overlap is judged by its neighbour.
+        const int x0 = acrossX ? band.from : 0, x1 = acrossX ? band.to : width;
+        const int y0 = acrossX ? 0 : band.from, y1 = acrossX ? height : band.to;
+        const int dx = acrossX ? band.lo : 0, dy = acrossX ? 0 : band.lo;
+        for (int y = y0; y < y1; ++y)
+            std::copy(bandMap + std::size_t(y - dy) * stride + (x0 - dx), bandMap + std::size_t(y - dy) * stride + (x1 - dx),
+                      map.begin() + std::ptrdiff_t(y) * width + x0);
         JxlButteraugliResultDestroy(result);
     }
     if (std::find(failed.begin(), failed.end(), 1) != failed.end())
         fail(Exit::OutOfMemory, "out of memory: the quality measure failed");
-    return *std::max_element(worst.begin(), worst.end());
+    return vips::VImage::new_from_memory_copy(map.data(), map.size() * sizeof(float), width, height, 1,
+                                              VIPS_FORMAT_FLOAT);
+}
+
+double Judge::distance(const vips::VImage &reference, const vips::VImage &candidate) const
+{
+    return distances(reference, candidate).max();
 }
 
 namespace {
@@ -190,6 +191,7 @@ struct Cell {
     double peaks = 0;    // mean squared gradient against the squared mean: strong edges on calm ground (ringing)
     double chroma = 0;   // mean colour gradient: colour edges smear under halved chroma
     double probe = 0;    // worst masked error of the probe encoding in the cell
+    double seen = 0;     // worst distance the judge sees in the cell at a reduced size
 };
 
 // The probe: a plain, fast JPEG at a middle quality with halved chroma. Where it errs most
@@ -203,7 +205,17 @@ constexpr int kProbeQuality = 80;
 // images in six, where the statistics alone had missed it on Honeywave and paratrooper.
 constexpr double kMasking = 20.0;
 
-// The probe's error at 1/reduce of the size, masked by the local gradient there.
+// How visibly `decoded` departs from `rgb` at 1/reduce of the size: the error masked by
+// the local gradient there.
+vips::VImage maskedError(const vips::VImage &rgb, const vips::VImage &decoded, int reduce)
+{
+    const vips::VImage d = rgb.cast(VIPS_FORMAT_FLOAT) - decoded.cast(VIPS_FORMAT_FLOAT);
+    const vips::VImage error = (d * d).bandmean().shrink(reduce, reduce).pow(0.5);
+    const vips::VImage luma = rgb.shrink(reduce, reduce).colourspace(VIPS_INTERPRETATION_B_W).cast(VIPS_FORMAT_FLOAT);
+    return (error / (luma.sobel().cast(VIPS_FORMAT_FLOAT) / kMasking + 1.0)).gaussblur(1.0).cast(VIPS_FORMAT_FLOAT).copy_memory();
+}
+
+// The probe's masked error.
 vips::VImage maskedProbeError(const vips::VImage &rgb, int reduce)
 {
     JpegSettings probe;
@@ -211,12 +223,22 @@ vips::VImage maskedProbeError(const vips::VImage &rgb, int reduce)
     probe.progressive = false;
     probe.trellis = false;
     const Bytes bytes = encodeJpeg(rgb, probe);
-    const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "");
-    const vips::VImage d = rgb.cast(VIPS_FORMAT_FLOAT) - decoded.cast(VIPS_FORMAT_FLOAT);
-    const vips::VImage error = (d * d).bandmean().shrink(reduce, reduce).pow(0.5);
-    const vips::VImage luma = rgb.shrink(reduce, reduce).colourspace(VIPS_INTERPRETATION_B_W).cast(VIPS_FORMAT_FLOAT);
     // Made here, while the probe's bytes it decodes from still exist.
-    return (error / (luma.sobel().cast(VIPS_FORMAT_FLOAT) / kMasking + 1.0)).gaussblur(1.0).cast(VIPS_FORMAT_FLOAT).copy_memory();
+    return maskedError(rgb, vips::VImage::new_from_buffer(bytes.data(), bytes.size(), ""), reduce);
+}
+
+// The largest of an error map at 1/reduce of the size over each cell (origins in full-size
+// pixels), into `field`.
+void worstPerCell(std::vector<Cell> &cells, int cell, const vips::VImage &masked, int reduce, double Cell::*field = &Cell::probe)
+{
+    std::size_t size = 0;
+    float *err = static_cast<float *>(masked.write_to_memory(&size));
+    const int ew = masked.width(), eh = masked.height();
+    for (Cell &c : cells)
+        for (int y = c.y / reduce; y < std::min(eh, (c.y + cell) / reduce); ++y)
+            for (int x = c.x / reduce; x < std::min(ew, (c.x + cell) / reduce); ++x)
+                c.*field = std::max(c.*field, double(err[std::size_t(y) * ew + x]));
+    g_free(err);
 }
 
 // Cell origins along one side: a grid, plus one flush with the far edge so nothing there
@@ -267,14 +289,7 @@ std::vector<Cell> cellsOf(const vips::VImage &image, int cell)
     // stands in for its resize here: only the ranking of cells matters).
     const int judgedShrink = std::max(1, cell / kTile);
     const vips::VImage probed = judgedShrink > 1 ? full.shrink(judgedShrink, judgedShrink) : full;
-    const vips::VImage masked = maskedProbeError(probed, std::max(1, reduce / judgedShrink));
-    float *err = static_cast<float *>(masked.write_to_memory(&size));
-    const int ew = masked.width(), eh = masked.height();
-    for (Cell &c : cells)
-        for (int y = c.y / reduce; y < std::min(eh, (c.y + cell) / reduce); ++y)
-            for (int x = c.x / reduce; x < std::min(ew, (c.x + cell) / reduce); ++x)
-                c.probe = std::max(c.probe, double(err[std::size_t(y) * ew + x]));
-    g_free(err);
+    worstPerCell(cells, cell, maskedProbeError(probed, std::max(1, reduce / judgedShrink)), reduce);
     return cells;
 }
 
@@ -365,6 +380,35 @@ double judgeEncoding(const Judge &judge, const Sample &sample, const Bytes &enco
 double judgePixels(const Judge &judge, const Sample &sample, const vips::VImage &decoded)
 {
     return judge.distance(sample.judged, judgedView(decoded, sample.judgeScale));
+}
+
+double judgeWhereWorst(const Judge &judge, const Sample &sample, const vips::VImage &image, const vips::VImage &decoded)
+{
+    if (sample.tiles.empty())
+        return judgePixels(judge, sample, decoded);
+    std::vector<Cell> cells;
+    for (int y : originsAlong(image.height(), sample.cell))
+        for (int x : originsAlong(image.width(), sample.cell))
+            cells.push_back(Cell{x, y, 0, 0, 0, 0, 0});
+    // Two views of where it errs: the error masked by texture, which sees fine ringing
+    // that vanishes at a reduced size, and the judge itself at a cell of 32 pixels (about
+    // what one sample trial costs), which sees the broad faults (banding, shifted colour
+    // in smooth areas) that the plain error rates low.
+    const int reduce = std::max(1, sample.cell / 32);
+    const vips::VImage view = viewable(image), decodedView = viewable(decoded);
+    worstPerCell(cells, sample.cell, maskedError(view, decodedView, reduce), reduce);
+    worstPerCell(cells, sample.cell, judge.distances(view.shrink(reduce, reduce), decodedView.shrink(reduce, reduce)), reduce,
+                 &Cell::seen);
+    std::set<std::pair<int, int>> chosen;
+    for (double Cell::*field : {&Cell::seen, &Cell::probe}) {
+        std::stable_sort(cells.begin(), cells.end(), [&](const Cell &a, const Cell &b) { return a.*field > b.*field; });
+        for (std::size_t i = 0, taken = 0; i < cells.size() && taken < std::size_t(kTiles / 2); ++i)
+            taken += chosen.insert({cells[i].x, cells[i].y}).second ? 1 : 0;
+    }
+    Sample worst = sample;
+    worst.tiles.assign(chosen.begin(), chosen.end());
+    worst.judged = judgedView(cutLikeSample(worst, image), worst.judgeScale);
+    return judgePixels(judge, worst, cutLikeSample(worst, decoded));
 }
 
 bool searchTraced()

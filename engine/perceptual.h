@@ -28,6 +28,8 @@ public:
     Judge(const Judge &) = delete;
     Judge &operator=(const Judge &) = delete;
     double distance(const vips::VImage &reference, const vips::VImage &candidate) const;
+    // The distance at every pixel (one float band): where the difference shows.
+    vips::VImage distances(const vips::VImage &reference, const vips::VImage &candidate) const;
 
 private:
     struct Impl;
@@ -84,6 +86,12 @@ struct SettingSearch {
     double score = 0;
     int trials = 0;
 };
+// A full-size encoding judged where it errs most visibly: the sample's count of its own
+// worst cells (or the whole, for a sample that is the whole). For encoders that tune
+// themselves to the whole image (WebP, AVIF, a shared palette), whose worst spots a
+// sample cut before encoding can miss.
+double judgeWhereWorst(const Judge &judge, const Sample &sample, const vips::VImage &image, const vips::VImage &decoded);
+
 // DRAVIK_TRACE_SEARCH=1: whether the search reports itself on standard error, and one
 // step's report with the milliseconds since the previous one (benchmarks, calibration).
 bool searchTraced();

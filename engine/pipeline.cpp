@@ -133,7 +133,7 @@ public:
             }
             traceStep("sample");
         }
-        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_, sample_->whole)};
+        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_, sample_->whole), searchTarget(o_, smooth_, true)};
     }
 
 private:
@@ -196,7 +196,7 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, Search &se
     case Format::Webp:
         return o.quality ? encodeWebp(image, webpSettingsFor(o)) : encodeWebpWithinBound(search.context(), image, o);
     case Format::Avif:
-        return encodeAvif(image, o.quality ? avifSettingsFor(o, pixels) : chooseAvif(search.context(), o, pixels));
+        return o.quality ? encodeAvif(image, avifSettingsFor(o, pixels)) : encodeAvifWithinBound(search.context(), image, o);
     }
     fail(Exit::Internal, "unknown output format");
 }

@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <functional>
 #include <cstdlib>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -50,6 +52,48 @@ TEST(Judge, BandsScoreAsTheWhole) {
         const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "").copy_memory();
         const double expected = whole.distance(image, decoded);
         EXPECT_NEAR(banded.distance(image, decoded), expected, 0.02 * expected) << w << "x" << h;
+    }
+}
+
+// Faults a sample cut before encoding misses, as encoders that tune themselves to the whole
+// image leave them: found where the real file errs most, and judged as the whole judges them.
+TEST(Judge, WorstSpotsOfTheRealFile) {
+    const dravik::Judge judge;
+    const int w = 1200, h = 700;
+    const vips::VImage xy = vips::VImage::xyz(w, h);
+    const vips::VImage noise = vips::VImage::gaussnoise(w, h, vips::VImage::option()->set("sigma", 25.0)->set("seed", 5));
+    // Calm gradients on the left, texture on the right.
+    const vips::VImage texture = (xy[0] > w / 2).ifthenelse(noise, 0);
+    const vips::VImage image = vips::VImage::bandjoin(std::vector<vips::VImage>{xy[0] * (40.0 / w) + 100 + texture,
+                                                                                xy[1] * (30.0 / h) + 120 + texture,
+                                                                                (xy[0] + xy[1]) * (20.0 / (w + h)) + 160})
+                                   .cast(VIPS_FORMAT_UCHAR)
+                                   .copy(vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB))
+                                   .copy_memory();
+    const dravik::Sample sample = dravik::sampleOf(image);
+    ASSERT_FALSE(sample.tiles.empty());
+    // A cell of each half whose middle no sample tile overlaps.
+    const auto unsampled = [&](int from) {
+        const auto held = [&](int x, int y) {
+            return std::any_of(sample.tiles.begin(), sample.tiles.end(), [&](const auto &t) {
+                return t.first < x + 96 && x + 32 < t.first + sample.cell && t.second < y + 96 && y + 32 < t.second + sample.cell;
+            });
+        };
+        for (int y = 0;; y += sample.cell)
+            for (int x = from; x + sample.cell <= w; x += sample.cell)
+                if (!held(x, y))
+                    return std::pair{x, y};
+    };
+    const std::vector<std::pair<const char *, std::function<vips::VImage(const vips::VImage &)>>> faults{
+        {"colour shifted on calm ground", [](const vips::VImage &p) { return p + std::vector<double>{0, 0, 12}; }},
+        {"detail lost in texture", [](const vips::VImage &p) { return p.gaussblur(1.5); }}};
+    for (const auto &[name, fault] : faults) {
+        const auto [x, y] = unsampled(name[0] == 'c' ? 0 : w / 2 + sample.cell);
+        const vips::VImage patch = image.extract_area(x + 32, y + 32, 64, 64);
+        const vips::VImage decoded = image.insert(fault(patch).cast(VIPS_FORMAT_UCHAR), x + 32, y + 32).copy_memory();
+        const double whole = judge.distance(image, decoded);
+        EXPECT_LT(dravik::judgePixels(judge, sample, dravik::cutLikeSample(sample, decoded)), 0.5 * whole) << name;
+        EXPECT_NEAR(dravik::judgeWhereWorst(judge, sample, image, decoded), whole, 0.1 * whole) << name;
     }
 }
 
