@@ -211,8 +211,8 @@ struct Raised {
 };
 
 template <typename Encode>
-Raised raisedWhileOver(const SearchContext &c, const vips::VImage &image, const char *name, int quality, double slope,
-                       Encode encode)
+Raised raisedWhileOver(const SearchContext &c, const vips::VImage &image, const char *name, const SearchShape &shape,
+                       int quality, Encode encode)
 {
     for (int check = 0;; ++check) {
         Raised r{encode(quality)};
@@ -225,9 +225,9 @@ Raised raisedWhileOver(const SearchContext &c, const vips::VImage &image, const 
             std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", name, quality, score, r.bytes.size(),
                          c.wholeTarget);
         r.score = score;
-        if (score <= c.wholeTarget || quality == 100 || check == kWholeChecks)
+        if (score <= c.wholeTarget || quality == shape.hi || check == kWholeChecks)
             return r;
-        quality = std::min(100, quality + std::max(2, int(std::ceil(std::log(score / c.wholeTarget) / slope))));
+        quality = std::min(shape.hi, quality + std::max(2, int(std::ceil(std::log(score / c.wholeTarget) / shape.slope))));
     }
 }
 
@@ -240,13 +240,14 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
         s.quality = q;
         return encodeWebp(c.sample.pixels, s);
     });
-    const SettingSearch found = trials.search({20, 100, kWebpSlope}, s.quality);
+    const SearchShape shape{20, 100, kWebpSlope};
+    const SettingSearch found = trials.search(shape, s.quality);
     // Lossy WebP halves chroma whatever the setting. Where even its highest setting stays
     // over the bound, lossless is the format's highest setting, but only worth its bytes
     // (three times a photo's) when far over: near the bound the highest lossy one is kept.
     const double farOver = 1.5;
     if (found.setting < 100 || found.score <= farOver * c.target) {
-        Raised r = raisedWhileOver(c, image, "webp", found.setting, kWebpSlope, [&](int q) {
+        Raised r = raisedWhileOver(c, image, "webp", shape, found.setting, [&](int q) {
             s.quality = q;
             return encodeWebp(image, s);
         });
@@ -265,8 +266,13 @@ Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, c
         s.quality = q;
         return encodeAvif(c.sample.pixels, s);
     });
-    const int found = trials.search({20, 100, kAvifSlope}, s.quality).setting;
-    return raisedWhileOver(c, image, "avif", found, kAvifSlope, [&](int q) {
+    // Its quality 100 is lossless, at several times the bytes: the search stays below, and
+    // looks for a pass before settling on its highest setting, whose file is several times
+    // the size of one a few steps lower (its score falls slowly, then all at once).
+    SearchShape shape{20, 99, kAvifSlope};
+    shape.giveUp = false;
+    const int found = trials.search(shape, s.quality).setting;
+    return raisedWhileOver(c, image, "avif", shape, found, [&](int q) {
         s.quality = q;
         return encodeAvif(image, s);
     }).bytes;
