@@ -31,25 +31,27 @@ TEST(Resize, ShrinkOnLoadLeavesTheKernelAFactorOfTwo) {
         EXPECT_EQ(shrinkOnLoadFactor(s[0], s[1], s[2], s[3]), factor) << testing::PrintToString(s);
 }
 
+using vips::VImage;
+
+VImage srgb8(const std::vector<VImage> &bands) {
+    return VImage::bandjoin(bands).cast(VIPS_FORMAT_UCHAR).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB)).copy_memory();
+}
+
+VImage noiseOf(int w, int h, double sigma) { return VImage::gaussnoise(w, h, VImage::option()->set("sigma", sigma)->set("seed", 3)); }
+
 // Judged in bands side by side, an image scores as it does in one piece: wide images are
 // cut across, tall ones down, and ones too small for bands are judged whole.
 TEST(Judge, BandsScoreAsTheWhole) {
-    const dravik::Judge whole(1), banded(3);
+    const Judge whole(1), banded(3);
     for (const auto &[w, h] : std::vector<std::pair<int, int>>{{700, 180}, {180, 700}, {150, 150}}) {
-        const vips::VImage xy = vips::VImage::xyz(w, h);
-        const vips::VImage noise =
-            vips::VImage::gaussnoise(w, h, vips::VImage::option()->set("sigma", 20.0)->set("seed", 3));
+        const VImage xy = VImage::xyz(w, h), noise = noiseOf(w, h, 20);
         // Strokes on a calm ground, busier towards one end, so the worst spot lies in one band.
-        const vips::VImage strokes = ((xy[0] % 19) < 2) & ((xy[0] + xy[1]) > (w + h) / 2);
-        const vips::VImage image = vips::VImage::bandjoin(std::vector<vips::VImage>{
-            strokes.ifthenelse(40, noise + 160), strokes.ifthenelse(200, noise + 150), xy[1] * (80.0 / h) + 90})
-                                       .cast(VIPS_FORMAT_UCHAR)
-                                       .copy(vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB))
-                                       .copy_memory();
-        dravik::JpegSettings low;
+        const VImage strokes = ((xy[0] % 19) < 2) & ((xy[0] + xy[1]) > (w + h) / 2);
+        const VImage image = srgb8({strokes.ifthenelse(40, noise + 160), strokes.ifthenelse(200, noise + 150), xy[1] * (80.0 / h) + 90});
+        JpegSettings low;
         low.quality = 40;
-        const dravik::Bytes bytes = dravik::encodeJpeg(image, low);
-        const vips::VImage decoded = vips::VImage::new_from_buffer(bytes.data(), bytes.size(), "").copy_memory();
+        const Bytes bytes = encodeJpeg(image, low);
+        const VImage decoded = VImage::new_from_buffer(bytes.data(), bytes.size(), "").copy_memory();
         const double expected = whole.distance(image, decoded);
         EXPECT_NEAR(banded.distance(image, decoded), expected, 0.02 * expected) << w << "x" << h;
     }
@@ -58,42 +60,31 @@ TEST(Judge, BandsScoreAsTheWhole) {
 // Faults a sample cut before encoding misses, as encoders that tune themselves to the whole
 // image leave them: found where the real file errs most, and judged as the whole judges them.
 TEST(Judge, WorstSpotsOfTheRealFile) {
-    const dravik::Judge judge;
+    const Judge judge;
     const int w = 1200, h = 700;
-    const vips::VImage xy = vips::VImage::xyz(w, h);
-    const vips::VImage noise = vips::VImage::gaussnoise(w, h, vips::VImage::option()->set("sigma", 25.0)->set("seed", 5));
+    const VImage xy = VImage::xyz(w, h), texture = (xy[0] > w / 2).ifthenelse(noiseOf(w, h, 25), 0);
     // Calm gradients on the left, texture on the right.
-    const vips::VImage texture = (xy[0] > w / 2).ifthenelse(noise, 0);
-    const vips::VImage image = vips::VImage::bandjoin(std::vector<vips::VImage>{xy[0] * (40.0 / w) + 100 + texture,
-                                                                                xy[1] * (30.0 / h) + 120 + texture,
-                                                                                (xy[0] + xy[1]) * (20.0 / (w + h)) + 160})
-                                   .cast(VIPS_FORMAT_UCHAR)
-                                   .copy(vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB))
-                                   .copy_memory();
-    const dravik::Sample sample = dravik::sampleOf(image);
+    const VImage image = srgb8({xy[0] * (40.0 / w) + 100 + texture, xy[1] * (30.0 / h) + 120 + texture, (xy[0] + xy[1]) * (20.0 / (w + h)) + 160});
+    const Sample sample = sampleOf(image);
     ASSERT_FALSE(sample.tiles.empty());
     // A cell of each half whose middle no sample tile overlaps.
     const auto unsampled = [&](int from) {
-        const auto held = [&](int x, int y) {
-            return std::any_of(sample.tiles.begin(), sample.tiles.end(), [&](const auto &t) {
-                return t.first < x + 96 && x + 32 < t.first + sample.cell && t.second < y + 96 && y + 32 < t.second + sample.cell;
-            });
-        };
         for (int y = 0;; y += sample.cell)
             for (int x = from; x + sample.cell <= w; x += sample.cell)
-                if (!held(x, y))
+                if (std::none_of(sample.tiles.begin(), sample.tiles.end(), [&](const auto &t) {
+                        return t.first < x + 96 && x + 32 < t.first + sample.cell && t.second < y + 96 && y + 32 < t.second + sample.cell;
+                    }))
                     return std::pair{x, y};
     };
-    const std::vector<std::pair<const char *, std::function<vips::VImage(const vips::VImage &)>>> faults{
-        {"colour shifted on calm ground", [](const vips::VImage &p) { return p + std::vector<double>{0, 0, 12}; }},
-        {"detail lost in texture", [](const vips::VImage &p) { return p.gaussblur(1.5); }}};
+    const std::vector<std::pair<const char *, std::function<VImage(const VImage &)>>> faults{
+        {"colour shifted on calm ground", [](const VImage &p) { return p + std::vector<double>{0, 0, 12}; }},
+        {"detail lost in texture", [](const VImage &p) { return p.gaussblur(1.5); }}};
     for (const auto &[name, fault] : faults) {
         const auto [x, y] = unsampled(name[0] == 'c' ? 0 : w / 2 + sample.cell);
-        const vips::VImage patch = image.extract_area(x + 32, y + 32, 64, 64);
-        const vips::VImage decoded = image.insert(fault(patch).cast(VIPS_FORMAT_UCHAR), x + 32, y + 32).copy_memory();
+        const VImage decoded = image.insert(fault(image.extract_area(x + 32, y + 32, 64, 64)).cast(VIPS_FORMAT_UCHAR), x + 32, y + 32).copy_memory();
         const double whole = judge.distance(image, decoded);
-        EXPECT_LT(dravik::judgePixels(judge, sample, dravik::cutLikeSample(sample, decoded)), 0.5 * whole) << name;
-        EXPECT_NEAR(dravik::judgeWhereWorst(judge, sample, image, decoded), whole, 0.1 * whole) << name;
+        EXPECT_LT(judgePixels(judge, sample, cutLikeSample(sample, decoded)), 0.5 * whole) << name;
+        EXPECT_NEAR(judgeWhereWorst(judge, sample, image, decoded), whole, 0.1 * whole) << name;
     }
 }
 
