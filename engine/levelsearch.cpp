@@ -227,7 +227,8 @@ Raised raisedWhileOver(const SearchContext &c, const vips::VImage &image, const 
         r.score = score;
         if (score <= c.wholeTarget || quality == shape.hi || check == kWholeChecks)
             return r;
-        quality = std::min(shape.hi, quality + std::max(2, int(std::ceil(std::log(score / c.wholeTarget) / shape.slope))));
+        const int step = std::max(2, int(std::ceil(std::log(score / c.wholeTarget) / shape.slope)));
+        quality = std::min(shape.hi, quality + step);
     }
 }
 

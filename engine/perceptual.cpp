@@ -143,9 +143,10 @@ vips::VImage Judge::distances(const vips::VImage &reference, const vips::VImage 
         const int x0 = acrossX ? band.from : 0, x1 = acrossX ? band.to : width;
         const int y0 = acrossX ? 0 : band.from, y1 = acrossX ? height : band.to;
         const int dx = acrossX ? band.lo : 0, dy = acrossX ? 0 : band.lo;
-        for (int y = y0; y < y1; ++y)
-            std::copy(bandMap + std::size_t(y - dy) * stride + (x0 - dx), bandMap + std::size_t(y - dy) * stride + (x1 - dx),
-                      map.begin() + std::ptrdiff_t(y) * width + x0);
+        for (int y = y0; y < y1; ++y) {
+            const float *row = bandMap + std::size_t(y - dy) * stride;
+            std::copy(row + (x0 - dx), row + (x1 - dx), map.begin() + std::ptrdiff_t(y) * width + x0);
+        }
         JxlButteraugliResultDestroy(result);
     }
     if (std::find(failed.begin(), failed.end(), 1) != failed.end())
@@ -229,7 +230,8 @@ vips::VImage maskedProbeError(const vips::VImage &rgb, int reduce)
 
 // The largest of an error map at 1/reduce of the size over each cell (origins in full-size
 // pixels), into `field`.
-void worstPerCell(std::vector<Cell> &cells, int cell, const vips::VImage &masked, int reduce, double Cell::*field = &Cell::probe)
+void worstPerCell(std::vector<Cell> &cells, int cell, const vips::VImage &masked, int reduce,
+                  double Cell::*field = &Cell::probe)
 {
     std::size_t size = 0;
     float *err = static_cast<float *>(masked.write_to_memory(&size));
@@ -397,8 +399,8 @@ double judgeWhereWorst(const Judge &judge, const Sample &sample, const vips::VIm
     const int reduce = std::max(1, sample.cell / 32);
     const vips::VImage view = viewable(image), decodedView = viewable(decoded);
     worstPerCell(cells, sample.cell, maskedError(view, decodedView, reduce), reduce);
-    worstPerCell(cells, sample.cell, judge.distances(view.shrink(reduce, reduce), decodedView.shrink(reduce, reduce)), reduce,
-                 &Cell::seen);
+    const vips::VImage seen = judge.distances(view.shrink(reduce, reduce), decodedView.shrink(reduce, reduce));
+    worstPerCell(cells, sample.cell, seen, reduce, &Cell::seen);
     std::set<std::pair<int, int>> chosen;
     for (double Cell::*field : {&Cell::seen, &Cell::probe}) {
         std::stable_sort(cells.begin(), cells.end(), [&](const Cell &a, const Cell &b) { return a.*field > b.*field; });

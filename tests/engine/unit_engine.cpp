@@ -34,10 +34,13 @@ TEST(Resize, ShrinkOnLoadLeavesTheKernelAFactorOfTwo) {
 using vips::VImage;
 
 VImage srgb8(const std::vector<VImage> &bands) {
-    return VImage::bandjoin(bands).cast(VIPS_FORMAT_UCHAR).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB)).copy_memory();
+    const VImage joined = VImage::bandjoin(bands).cast(VIPS_FORMAT_UCHAR);
+    return joined.copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB)).copy_memory();
 }
 
-VImage noiseOf(int w, int h, double sigma) { return VImage::gaussnoise(w, h, VImage::option()->set("sigma", sigma)->set("seed", 3)); }
+VImage noiseOf(int w, int h, double sigma) {
+    return VImage::gaussnoise(w, h, VImage::option()->set("sigma", sigma)->set("seed", 3));
+}
 
 // Judged in bands side by side, an image scores as it does in one piece: wide images are
 // cut across, tall ones down, and ones too small for bands are judged whole.
@@ -47,7 +50,8 @@ TEST(Judge, BandsScoreAsTheWhole) {
         const VImage xy = VImage::xyz(w, h), noise = noiseOf(w, h, 20);
         // Strokes on a calm ground, busier towards one end, so the worst spot lies in one band.
         const VImage strokes = ((xy[0] % 19) < 2) & ((xy[0] + xy[1]) > (w + h) / 2);
-        const VImage image = srgb8({strokes.ifthenelse(40, noise + 160), strokes.ifthenelse(200, noise + 150), xy[1] * (80.0 / h) + 90});
+        const VImage image =
+            srgb8({strokes.ifthenelse(40, noise + 160), strokes.ifthenelse(200, noise + 150), xy[1] * (80.0 / h) + 90});
         JpegSettings low;
         low.quality = 40;
         const Bytes bytes = encodeJpeg(image, low);
@@ -64,7 +68,8 @@ TEST(Judge, WorstSpotsOfTheRealFile) {
     const int w = 1200, h = 700;
     const VImage xy = VImage::xyz(w, h), texture = (xy[0] > w / 2).ifthenelse(noiseOf(w, h, 25), 0);
     // Calm gradients on the left, texture on the right.
-    const VImage image = srgb8({xy[0] * (40.0 / w) + 100 + texture, xy[1] * (30.0 / h) + 120 + texture, (xy[0] + xy[1]) * (20.0 / (w + h)) + 160});
+    const VImage image = srgb8({xy[0] * (40.0 / w) + 100 + texture, xy[1] * (30.0 / h) + 120 + texture,
+                                (xy[0] + xy[1]) * (20.0 / (w + h)) + 160});
     const Sample sample = sampleOf(image);
     ASSERT_FALSE(sample.tiles.empty());
     // A cell of each half whose middle no sample tile overlaps.
@@ -72,7 +77,8 @@ TEST(Judge, WorstSpotsOfTheRealFile) {
         for (int y = 0;; y += sample.cell)
             for (int x = from; x + sample.cell <= w; x += sample.cell)
                 if (std::none_of(sample.tiles.begin(), sample.tiles.end(), [&](const auto &t) {
-                        return t.first < x + 96 && x + 32 < t.first + sample.cell && t.second < y + 96 && y + 32 < t.second + sample.cell;
+                        return t.first < x + 96 && x + 32 < t.first + sample.cell && t.second < y + 96 &&
+                               y + 32 < t.second + sample.cell;
                     }))
                     return std::pair{x, y};
     };
@@ -81,7 +87,8 @@ TEST(Judge, WorstSpotsOfTheRealFile) {
         {"detail lost in texture", [](const VImage &p) { return p.gaussblur(1.5); }}};
     for (const auto &[name, fault] : faults) {
         const auto [x, y] = unsampled(name[0] == 'c' ? 0 : w / 2 + sample.cell);
-        const VImage decoded = image.insert(fault(image.extract_area(x + 32, y + 32, 64, 64)).cast(VIPS_FORMAT_UCHAR), x + 32, y + 32).copy_memory();
+        const VImage patch = fault(image.extract_area(x + 32, y + 32, 64, 64)).cast(VIPS_FORMAT_UCHAR);
+        const VImage decoded = image.insert(patch, x + 32, y + 32).copy_memory();
         const double whole = judge.distance(image, decoded);
         EXPECT_LT(judgePixels(judge, sample, cutLikeSample(sample, decoded)), 0.5 * whole) << name;
         EXPECT_NEAR(judgeWhereWorst(judge, sample, image, decoded), whole, 0.1 * whole) << name;
