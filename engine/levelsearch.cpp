@@ -217,7 +217,7 @@ Raised raisedWhileOver(const SearchContext &c, const vips::VImage &image, const 
     for (int check = 0;; ++check) {
         Raised r{encode(quality)};
         // Animations are judged on their first frame, which the sample already was.
-        if (check > kWholeChecks || (!c.sample.whole && c.sample.tiles.empty()))
+        if (!c.sample.whole && c.sample.tiles.empty())
             return r;
         const vips::VImage decoded = vips::VImage::new_from_buffer(r.bytes.data(), r.bytes.size(), "");
         const double score = judgeWhereWorst(c.judge, c.sample, image, decoded);
