@@ -54,10 +54,11 @@ async function worker(id) {
 Promise.all(Array.from({ length: Number(parallel) }, (_, id) => worker(id))).catch(e => { console.error(e); process.exit(1); });
 EOF
 
-# timed VAR CMD...: runs CMD, sets VAR to "wall cpu" in seconds.
+# timed VAR CMD...: runs CMD (a command or one of the functions below), sets VAR to
+# "wall cpu" in seconds. /usr/bin/time runs programs, so the functions go through bash.
 timed() {
   local var=$1; shift
-  /usr/bin/time -f '%e %U %S' -o "$work/time" "$@"
+  /usr/bin/time -f '%e %U %S' -o "$work/time" bash -c '"$@"' timed "$@"
   printf -v "$var" '%s' "$(awk '{print $1, $2 + $3}' "$work/time")"
 }
 engine_run() { # parallel
@@ -65,6 +66,8 @@ engine_run() { # parallel
     'exec "$0" -in "$1" -out "$2/$(basename "$1")" -quality 80 -longside 1920 -resizenozoom on' "$engine" {} "$work" </dev/null
 }
 sharp_run() { SHARP_DIR=$sharp_dir node "$work/sharp.js" "$work/list" "$work" "$1"; }
+export -f engine_run sharp_run
+export work engine sharp_dir
 
 echo "${#photos[@]} photos, $(printf '%.1f' "$megapixels") MP, best of $rounds rounds"
 for parallel in 1 2; do
