@@ -123,11 +123,13 @@ vips::VImage Judge::distances(const vips::VImage &reference, const vips::VImage 
     const std::vector<Band> bands = bandsAlong(acrossX ? width : height, parts_);
     std::vector<float> map(std::size_t(width) * height);
     std::vector<char> failed(bands.size(), 0);
-#pragma omp parallel for num_threads(int(bands.size())) schedule(static, 1) if (bands.size() > 1)
-    for (std::size_t i = 0; i < bands.size(); ++i) {
+    const int count = int(bands.size());
+    // A signed index: MSVC's OpenMP 2.0 takes no other.
+#pragma omp parallel for num_threads(count) schedule(static, 1) if (count > 1)
+    for (int i = 0; i < count; ++i) {
         const Band &band = bands[i];
-        const std::vector<unsigned char> pa = bands.size() > 1 ? bandOf(a, width, height, acrossX, band) : a;
-        const std::vector<unsigned char> pb = bands.size() > 1 ? bandOf(b, width, height, acrossX, band) : b;
+        const std::vector<unsigned char> pa = count > 1 ? bandOf(a, width, height, acrossX, band) : a;
+        const std::vector<unsigned char> pb = count > 1 ? bandOf(b, width, height, acrossX, band) : b;
         const uint32_t w = acrossX ? band.hi - band.lo : width, h = acrossX ? height : band.hi - band.lo;
         const JxlPixelFormat format{3, JXL_TYPE_UINT8, JXL_NATIVE_ENDIAN, 0};
         JxlButteraugliResult *result =
