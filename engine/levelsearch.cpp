@@ -260,9 +260,9 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
     return encodeWebp(image, s);
 }
 
-Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)
+Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels)
 {
-    AvifSettings s = avifSettingsFor(o, image.width() * vips_image_get_page_height(image.get_image()));
+    AvifSettings s = avifSettingsFor(o, outputPixels);
     s.fullChroma = true;
     auto trials = trialsOf(c, "avif", [&](int q) {
         s.quality = q;

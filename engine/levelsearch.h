@@ -24,7 +24,7 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o);
 // The WebP and AVIF files themselves: these encoders tune themselves to the whole image,
 // so the settings the sample chose are checked on the real file and raised while over.
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
-Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
+Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels);
 // Palette settings that keep within the bound, or nullopt when only lossless does.
 std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &o, int outputPixels);
 

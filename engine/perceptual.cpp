@@ -128,8 +128,13 @@ vips::VImage Judge::distances(const vips::VImage &reference, const vips::VImage 
 #pragma omp parallel for num_threads(count) schedule(static, 1) if (count > 1)
     for (int i = 0; i < count; ++i) {
         const Band &band = bands[i];
-        const std::vector<unsigned char> pa = count > 1 ? bandOf(a, width, height, acrossX, band) : a;
-        const std::vector<unsigned char> pb = count > 1 ? bandOf(b, width, height, acrossX, band) : b;
+        // One band is the whole image, judged from the packed pixels as they are.
+        std::vector<unsigned char> ownA, ownB;
+        if (count > 1) {
+            ownA = bandOf(a, width, height, acrossX, band);
+            ownB = bandOf(b, width, height, acrossX, band);
+        }
+        const std::vector<unsigned char> &pa = count > 1 ? ownA : a, &pb = count > 1 ? ownB : b;
         const uint32_t w = acrossX ? band.hi - band.lo : width, h = acrossX ? height : band.hi - band.lo;
         const JxlPixelFormat format{3, JXL_TYPE_UINT8, JXL_NATIVE_ENDIAN, 0};
         JxlButteraugliResult *result =

@@ -196,7 +196,7 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, Search &se
     case Format::Webp:
         return o.quality ? encodeWebp(image, webpSettingsFor(o)) : encodeWebpWithinBound(search.context(), image, o);
     case Format::Avif:
-        return o.quality ? encodeAvif(image, avifSettingsFor(o, pixels)) : encodeAvifWithinBound(search.context(), image, o);
+        return o.quality ? encodeAvif(image, avifSettingsFor(o, pixels)) : encodeAvifWithinBound(search.context(), image, o, pixels);
     }
     fail(Exit::Internal, "unknown output format");
 }
