@@ -30,7 +30,9 @@
 #
 # Environment: ENGINE (default build/bin/dravik.bin), JUDGE (default build/bin/dravik-judge),
 # JOBS (tools run at once, default 2), PEERS=0 to skip the peers, CACHE (default
-# ~/.cache/dravik-bench-quality), KEEP=dir to keep the work folder.
+# ~/.cache/dravik-bench-quality), KEEP=dir to keep the work folder, DETAIL=1 to add a line
+# per image under each format and level: the engine's bytes and score, and each peer's
+# smallest output within the bound (where the engine's bytes are lost or won).
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -81,6 +83,7 @@ import collections, concurrent.futures as cf, hashlib, json, math, os, shutil, s
 
 ENGINE, JUDGE, WORK, CACHE = os.environ['ENGINE'], os.environ['JUDGE'], os.environ['WORK'], os.environ['CACHE']
 JOBS, PEERS = int(os.environ['JOBS']), os.environ['PEERS'] != '0'
+DETAIL = os.environ.get('DETAIL', '0') != '0'
 BOUND = {1: 0.8, 2: 1.0, 3: 1.2, 4: 1.35, 5: 1.5, 6: 2.0, 7: 2.7, 8: 3.5}
 ENGINE_RUNS = [('jpg', 1), ('jpg', 3), ('jpg', 5), ('jpg', 8), ('webp', 5), ('avif', 5), ('png', 5)]
 LEVELS = {'jpg': [1, 3, 5, 8], 'webp': [5], 'avif': [5], 'png': [5]}
@@ -345,6 +348,13 @@ def report(images, eng, plain, curves):
             parts.append('%s %s/%s' % (t, '%.2fx' % (mine / guaranteed) if guaranteed else 'n/a',
                                          '%.2fx' % (mine / oracle) if oracle else 'n/a'))
         print(line + ' n=%d: ' % len(common) + ', '.join(parts))
+        if DETAIL:
+            for n in imgs:
+                best = []
+                for t in peers:
+                    within_t = [p for p in curves[(n, t)].judged().values() if p[1] <= lim]
+                    best.append('%s %s' % (t, '%d (%.2f)' % tuple(min(within_t)[:2]) if within_t else '-'))
+                print('      %-36s %9d %5.2f  %s' % (n, res[n][0], res[n][1], ', '.join(best)))
         over = [n for n in imgs if res[n][1] > lim * 1.15]
         if over: print('      more than 15%% over the bound: %s' % ', '.join('%s (%.2f)' % (n, res[n][1]) for n in over))
     totals = [sum(eng[('jpg', l)].get(n, [0])[0] for n in names) for l in LEVELS['jpg']]

@@ -90,6 +90,23 @@ struct Trials {
         return found;
     }
 
+    double lowestScore() const
+    {
+        double lowest = HUGE_VAL;
+        for (const auto &[setting, score] : scores)
+            lowest = std::min(lowest, score);
+        return lowest;
+    }
+
+    // The lightest trial (its sample's bytes, and its setting) scoring within `limit`.
+    std::optional<std::pair<std::size_t, int>> lightestWithin(double limit) const
+    {
+        std::optional<std::pair<std::size_t, int>> best;
+        for (const auto &[setting, score] : scores)
+            if (score <= limit && (!best || sizes.at(setting) < best->first))
+                best = std::pair{sizes.at(setting), setting};
+        return best;
+    }
 };
 
 template <typename Encode>
@@ -185,18 +202,11 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     // that YCbCr in 8 bits cannot hold), and the score levels off well below the top.
     // JPEG's best is then the lightest trial on that floor, which looks the same as the
     // highest setting at a fraction of its bytes.
-    double floor = f.score;
-    for (const auto *t : {&halvedTrials.scores, &fullTrials.scores})
-        for (const auto &[q, score] : *t)
-            floor = std::min(floor, score);
+    const double onTheFloor = std::min(halvedTrials.lowestScore(), fullTrials.lowestScore()) * kOnTheFloor;
     std::optional<std::pair<std::size_t, JpegSettings>> best;
-    const auto consider = [&](const auto &trials, JpegSettings s) {
-        for (const auto &[q, score] : trials.scores)
-            if (score <= floor * kOnTheFloor && (!best || trials.sizes.at(q) < best->first))
-                s.quality = q, best = std::pair{trials.sizes.at(q), s};
-    };
-    consider(halvedTrials, halved);
-    consider(fullTrials, full);
+    for (const auto &[trials, s] : {std::pair{&halvedTrials, halved}, std::pair{&fullTrials, full}})
+        if (const auto lightest = trials->lightestWithin(onTheFloor); lightest && (!best || lightest->first < best->first))
+            best = std::pair{lightest->first, withJpegQuality(s, lightest->second)};
     if (best && best->second.quality < 100)
         return best->second;
     // Its highest setting, where trellis would still drop detail.
@@ -206,33 +216,61 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     return highest;
 }
 
-// The real file at the sample's choice, judged where it errs most and raised while over
-// (at most kWholeChecks times, by the format's slope): `encode(quality)` makes it.
+// Where a lossy search without a pass ends: the lightest trial among those scoring about
+// as low as any. Near their top, WebP and AVIF scores level off or even rise again (one
+// photo as WebP: 1.495 at 96, 1.514 at 100), so the highest setting is often neither the
+// best looking nor the lightest.
+template <typename T>
+int settledSetting(const T &trials, const SettingSearch &found)
+{
+    if (found.score <= trials.c.target)
+        return found.setting;
+    return trials.lightestWithin(trials.lowestScore() * kOnTheFloor)->second;
+}
+
+// The real file at the sample's choice, judged where it errs most and, where the sample
+// passed, raised while over (at most kWholeChecks times, by the format's slope):
+// `encode(quality)` makes it. A sample that is the whole image was this very file, so its
+// trial's score stands.
 struct Raised {
     Bytes bytes;
-    double score = 0; // as judged where it errs most; 0 when not judged
+    double score = 0;    // as judged where it errs most; 0 when not judged
+    bool passed = false; // the sample passed at the setting the raises started from
 };
 
-template <typename Encode>
-Raised raisedWhileOver(const SearchContext &c, const vips::VImage &image, const char *name, const SearchShape &shape,
-                       int quality, Encode encode)
+template <typename T, typename Encode>
+Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchShape &shape, int quality,
+                       Encode encode)
 {
+    const SearchContext &c = trials.c;
+    const auto known = trials.scores.find(quality);
+    const bool passed = known != trials.scores.end() && known->second <= c.target;
     for (int check = 0;; ++check) {
-        Raised r{encode(quality)};
+        Raised r{encode(quality), 0, passed};
+        if (c.sample.whole && known != trials.scores.end() && check == 0)
+            return Raised{std::move(r.bytes), known->second, passed};
         // Animations are judged on their first frame, which the sample already was.
         if (!c.sample.whole && c.sample.tiles.empty())
             return r;
         const vips::VImage decoded = vips::VImage::new_from_buffer(r.bytes.data(), r.bytes.size(), "");
         const double score = judgeWhereWorst(c.judge, c.sample, image, decoded);
         if (traced())
-            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", name, quality, score, r.bytes.size(),
-                         c.wholeTarget);
+            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", trials.name, quality, score,
+                         r.bytes.size(), c.wholeTarget);
         r.score = score;
-        if (score <= c.wholeTarget || quality == shape.hi || check == kWholeChecks)
+        if (!passed || score <= c.wholeTarget || quality == shape.hi || check == kWholeChecks)
             return r;
         const int step = std::max(2, int(std::ceil(std::log(score / c.wholeTarget) / shape.slope)));
         quality = std::min(shape.hi, quality + step);
     }
+}
+
+// Whether a format's best lossy file is so far over the bound that its lossless setting,
+// at two to three times a photo's bytes, is worth it: by the sample before encoding the
+// whole, then by the real file where the sample did not pass or the raises reached the top.
+bool farOver(const SearchContext &c, const SearchShape &shape, int quality, const Raised &r)
+{
+    return (!r.passed || quality == shape.hi) && r.score > kFarOver * c.wholeTarget;
 }
 
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)
@@ -246,15 +284,15 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
     });
     const SearchShape shape{20, 100, kWebpSlope};
     const SettingSearch found = trials.search(shape, s.quality);
-    // Lossy WebP halves chroma whatever the setting: where even its highest setting stays
-    // far over the bound, lossless is the format's highest setting.
-    if (found.setting < 100 || found.score <= kFarOver * c.target) {
-        Raised r = raisedWhileOver(c, image, "webp", shape, found.setting, [&](int q) {
+    // Lossy WebP halves chroma whatever the setting: where even its best stays far over
+    // the bound, lossless is the format's highest setting.
+    if (trials.lowestScore() <= kFarOver * c.target) {
+        const Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
             s.quality = q;
             return encodeWebp(image, s);
         });
-        if (s.quality < 100 || r.score <= kFarOver * c.wholeTarget)
-            return std::move(r.bytes);
+        if (!farOver(c, shape, s.quality, r))
+            return r.bytes;
     }
     s.lossless = true;
     return encodeWebp(image, s);
@@ -273,15 +311,15 @@ Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, c
     // the size of one a few steps lower (its score falls slowly, then all at once).
     SearchShape shape{20, 99, kAvifSlope};
     shape.giveUp = false;
-    const int found = trials.search(shape, s.quality).setting;
-    Raised r = raisedWhileOver(c, image, "avif", shape, found, [&](int q) {
+    const SettingSearch found = trials.search(shape, s.quality);
+    const Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
         s.quality = q;
         return encodeAvif(image, s);
     });
-    // Colour detail can keep even its highest lossy setting far over (Kite: 1.9 at 98 and
-    // 99 against a bound of 1.5); quality 100 is then its highest setting.
-    if (s.quality < shape.hi || r.score <= kFarOver * c.wholeTarget)
-        return std::move(r.bytes);
+    // Colour detail can keep even its best lossy setting far over (Kite: 1.9 at 98 and 99
+    // against a bound of 1.5); quality 100 is then its highest setting.
+    if (!farOver(c, shape, s.quality, r))
+        return r.bytes;
     s.quality = 100;
     return encodeAvif(image, s);
 }

@@ -119,13 +119,16 @@ class Search {
 public:
     Search(const vips::VImage &image, const Options &o, const Source &src) : image_(image), o_(o), src_(src) {}
 
-    SearchContext context()
+    // `jpeg`: the safety switch guards JPEG's blocking and banding; WebP and AVIF smooth
+    // their blocks' edges themselves, and butteraugli judges what they leave.
+    SearchContext context(bool jpeg = false)
     {
+        if (jpeg && !smooth_)
+            // Smoothness is looked at only here: it matters to nothing but JPEG's bound.
+            smooth_ = o_.qualitySafety && looksSmooth(src_);
         if (!sample_) {
             traceStep("pixels ready");
             judge_ = std::make_unique<Judge>();
-            // Smoothness is looked at only here: it matters to nothing but the bound.
-            smooth_ = o_.qualitySafety && looksSmooth(src_);
             try {
                 sample_ = sampleOf(image_);
             } catch (const vips::VError &e) {
@@ -133,14 +136,15 @@ public:
             }
             traceStep("sample");
         }
-        return SearchContext{*judge_, *sample_, searchTarget(o_, smooth_, sample_->whole), searchTarget(o_, smooth_, true)};
+        const bool guarded = jpeg && *smooth_;
+        return SearchContext{*judge_, *sample_, searchTarget(o_, guarded, sample_->whole), searchTarget(o_, guarded, true)};
     }
 
 private:
     const vips::VImage &image_;
     const Options &o_;
     const Source &src_;
-    bool smooth_ = false;
+    std::optional<bool> smooth_;
     std::unique_ptr<Judge> judge_;
     std::optional<Sample> sample_;
 };
@@ -178,7 +182,7 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, Search &se
     const int pixels = image.width() * pageHeightOf(image);
     switch (f) {
     case Format::Jpeg: {
-        const JpegSettings settings = o.quality ? jpegSettingsFor(o) : chooseJpeg(search.context(), o);
+        const JpegSettings settings = o.quality ? jpegSettingsFor(o) : chooseJpeg(search.context(true), o);
         traceStep("search");
         if (o.sizeLimitKiB)
             return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
