@@ -107,6 +107,10 @@ TEST_F(Quality, SafetyTightensSmoothLowContrastImages) {
         EXPECT_LT(on, off);
         EXPECT_LE(on, 0.85 * kLevelBound[std::atoi(level.c_str())]);
     }
+    // A JPEG switch: WebP filters its own block edges and keeps the level's bound.
+    for (std::string safety : {"on", "off"})
+        ASSERT_EXIT_CODE(job(path("sky.png"), path(safety + ".webp"), {"-outformat", "webp", "-reducemode", "8", "-jpegqualitysafety", safety}), 0);
+    EXPECT_EQ(readBytes(path("on.webp")), readBytes(path("off.webp")));
 }
 
 // A CMYK JPEG with a press profile comes out as 8-bit sRGB, as lcms2's own converter
