@@ -24,9 +24,11 @@ constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
 // Whole WebP encodes judged before the last one is taken as it is.
 constexpr int kWholeChecks = 2;
-// Over the target by this much at a format's highest lossy setting, its lossless one is
-// worth its bytes (two to three times a photo's); nearer, the highest lossy one is kept.
+// Over the target by this much at its best, a lossy format's lossless setting is worth
+// its bytes (two to three times a photo's); nearer, only where it weighs at most
+// kLosslessWorth times the lossy file.
 constexpr double kFarOver = 1.5;
+constexpr double kLosslessWorth = 2.0;
 
 // mozjpeg's quantisation table for both layouts (trellis on both). The flat table 1 wins
 // on some graphics but its steps are coarse at the top (three qualities make one table),
@@ -265,12 +267,20 @@ Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchS
     }
 }
 
-// Whether a format's best lossy file is so far over the bound that its lossless setting,
-// at two to three times a photo's bytes, is worth it: by the sample before encoding the
-// whole, then by the real file where the sample did not pass or the raises reached the top.
-bool farOver(const SearchContext &c, const SearchShape &shape, int quality, const Raised &r)
+// The lossy file, or, where even its best stays over the bound, the format's lossless
+// setting: taken where it weighs at most kLosslessWorth times the lossy file (graphics:
+// often less), and whatever it weighs where the lossy one is far over.
+template <typename EncodeLossless>
+Bytes losslessWhereOver(const SearchContext &c, const SearchShape &shape, int quality, Raised lossy,
+                        EncodeLossless encodeLossless)
 {
-    return (!r.passed || quality == shape.hi) && r.score > kFarOver * c.wholeTarget;
+    const bool atItsBest = !lossy.passed || quality == shape.hi;
+    if (!atItsBest || lossy.score <= c.wholeTarget)
+        return std::move(lossy.bytes);
+    Bytes lossless = encodeLossless();
+    if (lossy.score > kFarOver * c.wholeTarget || double(lossless.size()) <= kLosslessWorth * double(lossy.bytes.size()))
+        return lossless;
+    return std::move(lossy.bytes);
 }
 
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o)
@@ -284,18 +294,18 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
     });
     const SearchShape shape{20, 100, kWebpSlope};
     const SettingSearch found = trials.search(shape, s.quality);
-    // Lossy WebP halves chroma whatever the setting: where even its best stays far over
-    // the bound, lossless is the format's highest setting.
-    if (trials.lowestScore() <= kFarOver * c.target) {
-        const Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
-            s.quality = q;
-            return encodeWebp(image, s);
-        });
-        if (!farOver(c, shape, s.quality, r))
-            return r.bytes;
-    }
-    s.lossless = true;
-    return encodeWebp(image, s);
+    const auto lossless = [&] {
+        s.lossless = true;
+        return encodeWebp(image, s);
+    };
+    // Lossy WebP halves chroma whatever the setting: colour detail can keep it far over.
+    if (trials.lowestScore() > kFarOver * c.target)
+        return lossless();
+    Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
+        s.quality = q;
+        return encodeWebp(image, s);
+    });
+    return losslessWhereOver(c, shape, s.quality, std::move(r), lossless);
 }
 
 Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels)
@@ -312,19 +322,18 @@ Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, c
     SearchShape shape{20, 99, kAvifSlope};
     shape.giveUp = false;
     const SettingSearch found = trials.search(shape, s.quality);
-    const Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
+    Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
         s.quality = q;
         return encodeAvif(image, s);
     });
-    // Colour detail can keep even its best lossy setting far over (Kite: 1.9 at 98 and 99
-    // against a bound of 1.5); quality 100 is then its highest setting.
-    if (!farOver(c, shape, s.quality, r))
-        return r.bytes;
-    s.quality = 100;
-    return encodeAvif(image, s);
+    return losslessWhereOver(c, shape, s.quality, std::move(r), [&] {
+        s.quality = 100;
+        return encodeAvif(image, s);
+    });
 }
 
-std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &o, int outputPixels)
+std::optional<Bytes> encodePaletteWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o,
+                                              int outputPixels)
 {
     PngSettings s = pngSettingsFor(o, outputPixels);
     if (!s.palette)
@@ -334,17 +343,18 @@ std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &
         s.quality = q;
         return encodePng(c.sample.pixels, s);
     });
-    const SettingSearch found = trials.search({0, 100, kPaletteSlope, 30}, 90);
+    const SearchShape shape{0, 100, kPaletteSlope, 30};
+    const SettingSearch found = trials.search(shape, 90);
     if (found.score > c.target)
         return std::nullopt;
-    s.quality = found.setting;
-    return s;
-}
-
-bool paletteHolds(const SearchContext &c, const vips::VImage &image, const Bytes &palettePng)
-{
-    const vips::VImage decoded = vips::VImage::new_from_buffer(palettePng.data(), palettePng.size(), "");
-    return judgeWhereWorst(c.judge, c.sample, image, decoded) <= c.wholeTarget;
+    // The whole image shares one palette, which the sample's trial could not show.
+    Raised r = raisedWhileOver(trials, image, shape, found.setting, [&](int q) {
+        s.quality = q;
+        return encodePng(image, s);
+    });
+    if (r.score > c.wholeTarget)
+        return std::nullopt;
+    return std::move(r.bytes);
 }
 
 } // namespace dravik

@@ -25,11 +25,9 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o);
 // so the settings the sample chose are checked on the real file and raised while over.
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
 Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels);
-// Palette settings that keep within the bound, or nullopt when only lossless does.
-std::optional<PngSettings> choosePalette(const SearchContext &c, const Options &o, int outputPixels);
-
-// Whether a full palette encode stays within the bound where it errs most: the whole image
-// shares one palette, which the sample's trial could not show.
-bool paletteHolds(const SearchContext &c, const vips::VImage &image, const Bytes &palettePng);
+// The palette file within the bound, raised while the whole image's shared palette is
+// over where it errs most; nullopt when only lossless keeps within (photos, mostly).
+std::optional<Bytes> encodePaletteWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o,
+                                              int outputPixels);
 
 } // namespace dravik

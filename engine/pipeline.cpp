@@ -163,17 +163,12 @@ Bytes encodePngForLevel(const vips::VImage &image, const Options &o, Search &sea
     // A fixed quality asks for the palette version as such.
     if (o.quality)
         return encodePng(image, settings);
-    // The sample says whether any palette can stay within the bound (photos never do),
-    // and at which quantiser quality; the whole image's own palette is then checked on
-    // the sample's tiles, and only kept when it is also the smaller file.
-    const SearchContext context = search.context();
-    const std::optional<PngSettings> palette = choosePalette(context, o, image.width() * pageHeightOf(image));
+    // A palette is kept only where it stays within the bound and is also the smaller file.
+    const std::optional<Bytes> quantised =
+        encodePaletteWithinBound(search.context(), image, o, image.width() * pageHeightOf(image));
     Bytes full = encodePng(image, lossless);
-    if (!palette)
-        return full;
-    Bytes quantised = encodePng(image, *palette);
-    if (quantised.size() < full.size() && paletteHolds(context, image, quantised))
-        return quantised;
+    if (quantised && quantised->size() < full.size())
+        return *quantised;
     return full;
 }
 
