@@ -32,7 +32,8 @@
 # JOBS (tools run at once, default 2), PEERS=0 to skip the peers, CACHE (default
 # ~/.cache/dravik-bench-quality), KEEP=dir to keep the work folder, DETAIL=1 to add a line
 # per image under each format and level: the engine's bytes and score, and each peer's
-# smallest output within the bound (where the engine's bytes are lost or won).
+# smallest output within the bound (where the engine's bytes are lost or won), ENGINE_ARGS
+# for options added to every engine run (-jpegqualitysafety off, say).
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -84,6 +85,7 @@ import collections, concurrent.futures as cf, hashlib, json, math, os, shutil, s
 ENGINE, JUDGE, WORK, CACHE = os.environ['ENGINE'], os.environ['JUDGE'], os.environ['WORK'], os.environ['CACHE']
 JOBS, PEERS = int(os.environ['JOBS']), os.environ['PEERS'] != '0'
 DETAIL = os.environ.get('DETAIL', '0') != '0'
+ENGINE_ARGS = os.environ.get('ENGINE_ARGS', '').split()
 BOUND = {1: 0.8, 2: 1.0, 3: 1.2, 4: 1.35, 5: 1.5, 6: 2.0, 7: 2.7, 8: 3.5}
 ENGINE_RUNS = [('jpg', 1), ('jpg', 3), ('jpg', 5), ('jpg', 8), ('webp', 5), ('avif', 5), ('png', 5)]
 LEVELS = {'jpg': [1, 3, 5, 8], 'webp': [5], 'avif': [5], 'png': [5]}
@@ -237,7 +239,7 @@ def engine_run(img, fmt, level):
     out = os.path.join(img.dir, f'engine.{level}.{fmt}')
     start = time.perf_counter()
     r = subprocess.run([ENGINE, '-in', img.path, '-out', out, '-outformat', fmt, '-reducemode', str(level),
-                        '-metadata', 'strip'], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+                        '-metadata', 'strip'] + ENGINE_ARGS, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
     secs = time.perf_counter() - start
     if r.returncode != 0 or not os.path.exists(out):
         print(f'engine failed on {img.name} ({fmt} level {level}): {r.stderr.strip()}', file=sys.stderr)

@@ -22,7 +22,7 @@ constexpr double kFullChromaSlope = 0.70;
 constexpr double kWebpSlope = 0.04;
 constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
-// Whole WebP encodes judged before the last one is taken as it is.
+// Whole files (WebP, AVIF, a palette) judged before the last one is taken as it is.
 constexpr int kWholeChecks = 2;
 // Over the target by this much at its best, a lossy format's lossless setting is worth
 // its bytes (two to three times a photo's); nearer, only where it weighs at most

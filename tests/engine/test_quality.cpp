@@ -106,6 +106,17 @@ TEST_F(Quality, WebpOutOfReachIsLossless) {
     EXPECT_LE(fileSize(path("out.webp")), 2 * fileSize(path("top.webp")));
 }
 
+// A palette shared by the whole image does worse than the sample's own: the screenshot's
+// palette at the sample's choice is over the bound, two steps up it is within, and that
+// file is kept rather than the lossless one at twice its bytes.
+TEST_F(Quality, PaletteOverOnTheWholeIsRaised) {
+    const std::string in = DRAVIK_CORPUS_PATH "/gimp-prefs-color-management.png";
+    ASSERT_EXIT_CODE(job(in, path("lossless.png"), {"-outformat", "png", "-reducemode", "2"}), 0);
+    ASSERT_EXIT_CODE(job(in, path("palette.png"), {"-outformat", "png"}), 0);
+    EXPECT_LT(fileSize(path("palette.png")), fileSize(path("lossless.png")) / 2);
+    EXPECT_LE(butteraugli(in, path("palette.png")), kLevelBound[5]);
+}
+
 // Safety on: a smooth, low-contrast picture gets a stricter bound, so a heavier file and
 // a smaller distance, well inside the level's bound.
 TEST_F(Quality, SafetyTightensSmoothLowContrastImages) {
