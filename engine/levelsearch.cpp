@@ -218,16 +218,17 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     return highest;
 }
 
-// Where a lossy search without a pass ends: the lightest trial among those scoring about
-// as low as any. Near their top, WebP and AVIF scores level off or even rise again (one
-// photo as WebP: 1.495 at 96, 1.514 at 100), so the highest setting is often neither the
-// best looking nor the lightest.
+// Where a lossy search without a pass ends: its highest setting tried, or the lightest
+// trial that scores no worse and about as low as any. Near their top, WebP and AVIF scores
+// level off or even rise again (one photo as WebP: 1.495 at 96, 1.514 at 100), so the
+// highest setting is often neither the best looking nor the lightest.
 template <typename T>
 int settledSetting(const T &trials, const SettingSearch &found)
 {
     if (found.score <= trials.c.target)
         return found.setting;
-    return trials.lightestWithin(trials.lowestScore() * kOnTheFloor)->second;
+    const double atTheTop = trials.scores.rbegin()->second;
+    return trials.lightestWithin(std::min(trials.lowestScore() * kOnTheFloor, atTheTop))->second;
 }
 
 // The real file at the sample's choice, judged where it errs most and, where the sample
