@@ -250,8 +250,10 @@ Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchS
     const bool passed = known != trials.scores.end() && known->second <= c.target;
     for (int check = 0;; ++check) {
         Raised r{encode(quality), 0, passed};
-        if (c.sample.whole && known != trials.scores.end() && check == 0)
-            return Raised{std::move(r.bytes), known->second, passed};
+        if (c.sample.whole && known != trials.scores.end()) {
+            r.score = known->second;
+            return r;
+        }
         // Animations are judged on their first frame, which the sample already was.
         if (!c.sample.whole && c.sample.tiles.empty())
             return r;

@@ -22,7 +22,8 @@ struct SearchContext {
 
 JpegSettings chooseJpeg(const SearchContext &c, const Options &o);
 // The WebP and AVIF files themselves: these encoders tune themselves to the whole image,
-// so the settings the sample chose are checked on the real file and raised while over.
+// so the settings the sample chose are checked on the real file and raised while over;
+// where lossy stays over at its best, the lossless setting is written if it costs little.
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
 Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels);
 // The palette file within the bound, raised while the whole image's shared palette is
