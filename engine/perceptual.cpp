@@ -188,6 +188,12 @@ constexpr int kWideBracket = 1;
 // where the statistics say encoders fail first, for what the probe's own settings miss.
 constexpr int kProbeTiles = 6, kRingingTiles = 1, kColourTiles = 2, kCalmTiles = 2, kSpreadTiles = 1;
 constexpr int kTiles = kProbeTiles + kRingingTiles + kColourTiles + kCalmTiles + kSpreadTiles;
+// A sample is crowded when at least kCrowdedCount cells it left out err within
+// kCrowdedNear of the probe's worst. On the corpus, the whole image's score over the
+// sample's stayed within 1.24 on images without such cells and reached 1.34-1.83 on the
+// three with 5 to 36 of them.
+constexpr double kCrowdedNear = 0.85;
+constexpr int kCrowdedCount = 3;
 // Judging the whole costs no more than a sample about twice the tiles' size, and a
 // sample of most of a small image misjudges smooth gradients, where the worst band can
 // fall between tiles.
@@ -334,6 +340,17 @@ std::vector<std::pair<int, int>> chooseTiles(const std::vector<Cell> &cells)
     return {chosen.begin(), chosen.end()};
 }
 
+bool crowded(const std::vector<Cell> &cells, const std::vector<std::pair<int, int>> &tiles)
+{
+    double worst = 0;
+    for (const Cell &c : cells)
+        worst = std::max(worst, c.probe);
+    const auto nearWorstLeftOut = [&](const Cell &c) {
+        return c.probe >= kCrowdedNear * worst && std::find(tiles.begin(), tiles.end(), std::pair{c.x, c.y}) == tiles.end();
+    };
+    return std::count_if(cells.begin(), cells.end(), nearWorstLeftOut) >= kCrowdedCount;
+}
+
 vips::VImage judgedView(const vips::VImage &image, double scale)
 {
     vips::VImage view = viewable(image);
@@ -357,7 +374,9 @@ Sample sampleOf(const vips::VImage &image)
         s.pixels = s.pixels.copy_memory();
         s.whole = !animated;
     } else {
-        s.tiles = chooseTiles(cellsOf(image, cell));
+        const std::vector<Cell> cells = cellsOf(image, cell);
+        s.tiles = chooseTiles(cells);
+        s.crowded = crowded(cells, s.tiles);
         s.cell = cell;
         s.whole = false;
         s.pixels = cutLikeSample(s, image).copy_memory();

@@ -49,6 +49,10 @@ struct Sample {
     // Where the tiles were cut (top-left corners) and their side, when not whole.
     std::vector<std::pair<int, int>> tiles;
     int cell = 0;
+    // Many cells the sample left out err about as visibly as its worst, by the probe: the
+    // whole image's worst among so many reads well above the sample's (more chances), so
+    // a search that has nothing but the sample aims lower.
+    bool crowded = false;
 };
 
 // The sample's part of a full-size image: the same tiles side by side, or the whole.

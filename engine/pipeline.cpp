@@ -120,7 +120,8 @@ public:
     Search(const vips::VImage &image, const Options &o, const Source &src) : image_(image), o_(o), src_(src) {}
 
     // `jpeg`: the safety switch guards JPEG's blocking and banding; WebP and AVIF smooth
-    // their blocks' edges themselves, and butteraugli judges what they leave.
+    // their blocks' edges themselves, and butteraugli judges what they leave. A crowded
+    // sample tightens JPEG's target only: the other formats' files are checked whole.
     SearchContext context(bool jpeg = false)
     {
         if (jpeg && !smooth_)
@@ -137,7 +138,13 @@ public:
             traceStep("sample");
         }
         const bool guarded = jpeg && *smooth_;
-        return SearchContext{*judge_, *sample_, searchTarget(o_, guarded, sample_->whole), searchTarget(o_, guarded, true)};
+        // WebP, AVIF and a palette check the real file where it errs most; JPEG's search
+        // has only its sample.
+        const Judged judged = sample_->whole                ? Judged::Whole
+                              : jpeg && sample_->crowded ? Judged::CrowdedSample
+                                                          : Judged::Sample;
+        return SearchContext{*judge_, *sample_, searchTarget(o_, guarded, judged),
+                             searchTarget(o_, guarded, Judged::Whole)};
     }
 
 private:

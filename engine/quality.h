@@ -11,10 +11,13 @@ namespace dravik {
 // The butteraugli distance the level allows. `smooth`: the image has large smooth or
 // low-contrast areas (see analyse.h); with -jpegqualitysafety on, those get a stricter one.
 double levelBound(const Options &o);
-// What the search aims at: the bound less the margin a sample's judgement needs to
-// hold on the whole image (a small one when the whole is judged), tightened by the
+// What a search's scores were judged on: the whole image, a sample of it, or a crowded
+// sample (perceptual.h) that nothing judged on the real file makes up for.
+enum class Judged { Whole, Sample, CrowdedSample };
+// What the search aims at: the bound less the margin a judgement of what was judged needs
+// to hold on the whole image (a small one when the whole is judged), tightened by the
 // safety switch.
-double searchTarget(const Options &o, bool smooth, bool wholeSample);
+double searchTarget(const Options &o, bool smooth, Judged judged);
 // One search target and JPEG quality for every level (the middle level's, without the
 // safety switch): where choices that must not change from level to level are made.
 double layoutReferenceTarget();

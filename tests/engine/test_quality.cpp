@@ -117,6 +117,15 @@ TEST_F(Quality, PaletteOverOnTheWholeIsRaised) {
     EXPECT_LE(butteraugli(in, path("palette.png")), kLevelBound[5]);
 }
 
+// A photo whose hard spots are many and alike (the corpus's colourful artwork): a dozen
+// sampled tiles read its worst well under the whole's, a third lower at level 3, so its
+// JPEG search aims lower and the file stays within the bound.
+TEST_F(Quality, CrowdedPhotoStaysWithinTheBound) {
+    const std::string in = DRAVIK_CORPUS_PATH "/Picture_0B_by_freespace.avif";
+    ASSERT_EXIT_CODE(job(in, path("out.jpg"), {"-outformat", "jpg", "-reducemode", "3"}), 0);
+    EXPECT_LE(butteraugli(in, path("out.jpg")), kLevelBound[3]);
+}
+
 // Safety on: a smooth, low-contrast picture gets a stricter bound, so a heavier file and
 // a smaller distance, well inside the level's bound.
 TEST_F(Quality, SafetyTightensSmoothLowContrastImages) {
