@@ -24,6 +24,8 @@ constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
 // Whole files (WebP, AVIF, a palette) judged before the last one is taken as it is.
 constexpr int kWholeChecks = 2;
+// A narrowed raise aims this far under the whole's target, as the sample's search does.
+constexpr double kWholeAim = 0.97;
 // Over the target by this much at its best, a lossy format's lossless setting is worth
 // its bytes (two to three times a photo's); nearer, only where it weighs at most
 // kLosslessWorth times the lossy file.
@@ -232,24 +234,29 @@ int settledSetting(const T &trials, const SettingSearch &found)
 }
 
 // The real file at the sample's choice, judged where it errs most and, where the sample
-// passed, raised while over (at most kWholeChecks times, by the format's slope):
-// `encode(quality)` makes it. A sample that is the whole image was this very file, so its
-// trial's score stands.
+// passed, raised while over (by the format's slope; at most kWholeChecks more files):
+// `encode(setting)` makes it. A raise that lands well within is narrowed with a check
+// left, between it and the setting over: scores near the top fall in steps (a palette's
+// colours), and the step that passes can cost a tenth more bytes than one between.
+// A sample that is the whole image was this very file, so its trial's score stands.
 struct Raised {
     Bytes bytes;
+    int setting = 0;
     double score = 0;    // as judged where it errs most; 0 when not judged
     bool passed = false; // the sample passed at the setting the raises started from
 };
 
 template <typename T, typename Encode>
-Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchShape &shape, int quality,
+Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchShape &shape, int setting,
                        Encode encode)
 {
     const SearchContext &c = trials.c;
-    const auto known = trials.scores.find(quality);
+    const auto known = trials.scores.find(setting);
     const bool passed = known != trials.scores.end() && known->second <= c.target;
+    std::optional<Raised> within;
+    std::optional<std::pair<int, double>> over; // the highest setting judged over, and its score
     for (int check = 0;; ++check) {
-        Raised r{encode(quality), 0, passed};
+        Raised r{encode(setting), setting, 0, passed};
         if (c.sample.whole && known != trials.scores.end()) {
             r.score = known->second;
             return r;
@@ -258,15 +265,31 @@ Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchS
         if (!c.sample.whole && c.sample.tiles.empty())
             return r;
         const vips::VImage decoded = vips::VImage::new_from_buffer(r.bytes.data(), r.bytes.size(), "");
-        const double score = judgeWhereWorst(c.judge, c.sample, image, decoded);
+        r.score = judgeWhereWorst(c.judge, c.sample, image, decoded);
         if (traced())
-            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", trials.name, quality, score,
+            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", trials.name, setting, r.score,
                          r.bytes.size(), c.wholeTarget);
-        r.score = score;
-        if (!passed || score <= c.wholeTarget || quality == shape.hi || check == kWholeChecks)
+        if (r.score <= c.wholeTarget)
+            within = std::move(r);
+        else if (within) // narrowing found nothing lighter
+            return std::move(*within);
+        else
+            over = std::pair{setting, r.score};
+        const bool lastCheck = !passed || check == kWholeChecks;
+        if (within && (!over || lastCheck || within->setting - over->first <= 1))
+            return std::move(*within);
+        if (!within && (lastCheck || setting == shape.hi))
             return r;
-        const int step = std::max(2, int(std::ceil(std::log(score / c.wholeTarget) / shape.slope)));
-        quality = std::min(shape.hi, quality + step);
+        if (within) {
+            // Where the log-linear line between the two crosses a little under the target.
+            const double aim = c.wholeTarget * kWholeAim;
+            const double t = std::log(over->second / aim) / std::max(1e-6, std::log(over->second / within->score));
+            setting = std::clamp(int(std::ceil(over->first + t * (within->setting - over->first))), over->first + 1,
+                                 within->setting - 1);
+        } else {
+            const int step = std::max(2, int(std::ceil(std::log(r.score / c.wholeTarget) / shape.slope)));
+            setting = std::min(shape.hi, setting + step);
+        }
     }
 }
 
@@ -274,10 +297,10 @@ Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchS
 // setting: taken where it weighs at most kLosslessWorth times the lossy file (graphics:
 // often less), and whatever it weighs where the lossy one is far over.
 template <typename EncodeLossless>
-Bytes losslessWhereOver(const SearchContext &c, const SearchShape &shape, int quality, Raised lossy,
+Bytes losslessWhereOver(const SearchContext &c, const SearchShape &shape, Raised lossy,
                         EncodeLossless encodeLossless)
 {
-    const bool atItsBest = !lossy.passed || quality == shape.hi;
+    const bool atItsBest = !lossy.passed || lossy.setting == shape.hi;
     if (!atItsBest || lossy.score <= c.wholeTarget)
         return std::move(lossy.bytes);
     Bytes lossless = encodeLossless();
@@ -308,7 +331,7 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
         s.quality = q;
         return encodeWebp(image, s);
     });
-    return losslessWhereOver(c, shape, s.quality, std::move(r), lossless);
+    return losslessWhereOver(c, shape, std::move(r), lossless);
 }
 
 Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels)
@@ -329,7 +352,7 @@ Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, c
         s.quality = q;
         return encodeAvif(image, s);
     });
-    return losslessWhereOver(c, shape, s.quality, std::move(r), [&] {
+    return losslessWhereOver(c, shape, std::move(r), [&] {
         s.quality = 100;
         return encodeAvif(image, s);
     });
