@@ -5,7 +5,8 @@
 #   - the sample margin (quality.cpp): the search judges a sample, the judge the whole
 #     image. Per image, whole/sample at the chosen setting; the margin must cover the
 #     worst of these on the fitted images, and the hold-out images show whether it holds
-#     on images it was not fitted on;
+#     on images it was not fitted on. Crowded samples (perceptual.h) are counted apart:
+#     their JPEG margin is their own;
 #   - the slopes (levelsearch.cpp): how ln(score) falls and ln(bytes) grows per unit of
 #     the setting's axis (JPEG: -ln(100.5 - quality)), from every two trials of one
 #     search, median per format.
@@ -46,10 +47,11 @@ for f in "${files[@]}"; do
 done
 
 awk '
-function settle() { if (chosen == "") return; r = whole / sample; set = held ? "hold-out" : "fitted"
+function settle() { if (chosen == "") return; r = whole / sample; set = (held ? "hold-out" : "fitted") (kind == "crowded" ? ", crowded sample" : "")
   printf "%-36s %-5s L%s %-8s sample %.3f whole %.3f ratio %.3f\n", name, fmt, level, chosen, sample, whole, r
   ratios[set] = ratios[set] " " r; chosen = "" }
-$1 == "image" { settle(); name = $2; held = $3; fmt = $4; level = $5; whole = $6; last = ""; next }
+$1 == "sample" { kind = $2; next }
+$1 == "image" { settle(); kind = ""; name = $2; held = $3; fmt = $4; level = $5; whole = $6; last = ""; next }
 $1 == "trial" {
   split($3, a, ":"); q = a[1] + 0; sc = $4 + 0
   # JPEG settings on the quantiser axis the search models them on (perceptual.h)

@@ -348,7 +348,8 @@ bool crowded(const std::vector<Cell> &cells, const std::vector<std::pair<int, in
     const auto nearWorstLeftOut = [&](const Cell &c) {
         return c.probe >= kCrowdedNear * worst && std::find(tiles.begin(), tiles.end(), std::pair{c.x, c.y}) == tiles.end();
     };
-    return std::count_if(cells.begin(), cells.end(), nearWorstLeftOut) >= kCrowdedCount;
+    // A probe without error anywhere (a flat picture) ranks nothing.
+    return worst > 0 && std::count_if(cells.begin(), cells.end(), nearWorstLeftOut) >= kCrowdedCount;
 }
 
 vips::VImage judgedView(const vips::VImage &image, double scale)

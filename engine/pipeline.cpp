@@ -21,6 +21,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <future>
 #include <memory>
 #include <optional>
@@ -136,6 +137,8 @@ public:
                 failFromVips(Exit::CannotEncode, "cannot judge the image: ", e.what());
             }
             traceStep("sample");
+            if (searchTraced())
+                std::fprintf(stderr, "sample %s\n", sample_->whole ? "whole" : sample_->crowded ? "crowded" : "tiles");
         }
         const bool guarded = jpeg && *smooth_;
         // WebP, AVIF and a palette check the real file where it errs most; JPEG's search
