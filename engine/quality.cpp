@@ -16,10 +16,10 @@ constexpr std::array<double, 8> kBound = {0.8, 1.0, 1.2, 1.35, 1.5, 2.0, 2.7, 3.
 // held-out ones.
 constexpr double kSampleMargin = 0.75;
 // A crowded sample's worst under-reads the whole's most at the fine levels, where errors
-// are sparse peaks: by up to 1.54 at levels 3 and 4 (0.93 / 1.54 = 0.6), 1.34-1.38 at
-// level 5, 1.08-1.39 at level 6 and no more than other samples from level 7, where they
-// are everywhere. Its margin runs from kCrowdedMargin at kCrowdedFinest's bound to the
-// sample margin at kCrowdedCoarsest's.
+// are sparse peaks. At the settings the sample margin picks: by up to 1.54 at levels 3
+// and 4 (0.93 / 1.54 = 0.6), 1.34-1.38 at level 5, 1.08-1.39 at level 6, and no more than
+// other samples from level 7, where errors are everywhere. Its margin runs from
+// kCrowdedMargin at kCrowdedFinest's bound to the sample margin at kCrowdedCoarsest's.
 constexpr double kCrowdedMargin = 0.6;
 constexpr double kCrowdedFinest = 1.2, kCrowdedCoarsest = 2.0;
 // An image judged whole needs only a little: a viewer's decoder (libjpeg-turbo's IDCT and
