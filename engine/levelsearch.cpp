@@ -24,8 +24,6 @@ constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
 // Whole files (WebP, AVIF, a palette) judged before the last one is taken as it is.
 constexpr int kWholeChecks = 2;
-// A narrowed raise aims this far under the whole's target, as the sample's search does.
-constexpr double kWholeAim = 0.97;
 // Over the target by this much at its best, a lossy format's lossless setting is worth
 // its bytes (two to three times a photo's); nearer, only where it weighs at most
 // kLosslessWorth times the lossy file.
@@ -281,11 +279,7 @@ Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchS
         if (!within && (lastCheck || setting == shape.hi))
             return r;
         if (within) {
-            // Where the log-linear line between the two crosses a little under the target.
-            const double aim = c.wholeTarget * kWholeAim;
-            const double t = std::log(over->second / aim) / std::max(1e-6, std::log(over->second / within->score));
-            setting = std::clamp(int(std::ceil(over->first + t * (within->setting - over->first))), over->first + 1,
-                                 within->setting - 1);
+            setting = crossingSetting(shape, *over, {within->setting, within->score}, c.wholeTarget);
         } else {
             const int step = std::max(2, int(std::ceil(std::log(r.score / c.wholeTarget) / shape.slope)));
             setting = std::min(shape.hi, setting + step);

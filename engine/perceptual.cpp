@@ -476,6 +476,16 @@ double fromAxis(const SearchShape &shape, double a)
 
 double axisDistance(const SearchShape &shape, double from, double to) { return axis(shape, to) - axis(shape, from); }
 
+int crossingSetting(const SearchShape &shape, std::pair<int, double> over, std::pair<int, double> within,
+                    double target)
+{
+    const double aim = target * kAim;
+    const double t = std::log(over.second / aim) / std::max(1e-6, std::log(over.second / within.second));
+    const double a = axis(shape, over.first);
+    const int at = int(std::ceil(fromAxis(shape, a + t * (axis(shape, within.first) - a)) - 1e-9));
+    return std::clamp(at, over.first + 1, within.first - 1);
+}
+
 double predictedSetting(const SearchShape &shape, int setting, double score, double aimed)
 {
     return fromAxis(shape, axis(shape, setting) + std::log(score / aimed) / shape.slope);
@@ -534,9 +544,7 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
             if (pass->first - fail->first <= 1)
                 break;
             // Between the two, where the log-linear line through them crosses the aim.
-            const double t = std::log(fail->second / aim) / std::max(1e-6, std::log(fail->second / pass->second));
-            const double a = axis(shape, fail->first);
-            next = int(std::ceil(fromAxis(shape, a + t * (axis(shape, pass->first) - a)) - 1e-9));
+            next = crossingSetting(shape, *fail, *pass, target);
             // Where the score bends (it falls fastest near the top), the line keeps landing
             // just over the failing end: after two failures in a row, halve the bracket.
             if (failedLast && failedBefore)

@@ -103,6 +103,10 @@ void traceStep(const char *what);
 
 SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const SearchShape &shape, int guess,
                             double target);
+// Where the log-linear line between a setting over the target and one within it crosses
+// `target` times the search's aim (a little under it), strictly between the two.
+int crossingSetting(const SearchShape &shape, std::pair<int, double> over, std::pair<int, double> within,
+                    double target);
 // Where the model puts the setting at which a score of `score` at `setting` falls to
 // `aimed` (unclamped, fractional), and how far along the axis that is.
 double predictedSetting(const SearchShape &shape, int setting, double score, double aimed);
