@@ -22,8 +22,12 @@ constexpr double kFullChromaSlope = 0.70;
 constexpr double kWebpSlope = 0.04;
 constexpr double kAvifSlope = 0.03;
 constexpr double kPaletteSlope = 0.02;
-// Whole files (WebP, AVIF, a palette) judged before the last one is taken as it is.
-constexpr int kWholeChecks = 2;
+// Whole files (WebP, AVIF, a palette) judged after the first at the sample's choice: as
+// many as make about kWholeCheckPixels encoded and judged, within these. Each costs the
+// image's pixels (a 10-megapixel photo: about a second to encode and one to judge), and
+// small images' scores step most (a palette's colours), where only more checks help.
+constexpr int kFewestWholeChecks = 2, kMostWholeChecks = 4;
+constexpr double kWholeCheckPixels = 12'000'000;
 // Over the target by this much at its best, a lossy format's lossless setting is worth
 // its bytes (two to three times a photo's); nearer, only where it weighs at most
 // kLosslessWorth times the lossy file.
@@ -231,71 +235,65 @@ int settledSetting(const T &trials, const SettingSearch &found)
     return trials.lightestWithin(std::min(trials.lowestScore() * kOnTheFloor, atTheTop))->second;
 }
 
-// The real file at the sample's choice, judged where it errs most and, where the sample
-// passed, raised while over (by the format's slope; at most kWholeChecks more files):
-// `encode(setting)` makes it. A raise that lands well within is narrowed with a check
-// left, between it and the setting over: scores near the top fall in steps (a palette's
-// colours), and the step that passes can cost a tenth more bytes than one between.
-// A sample that is the whole image was this very file, so its trial's score stands.
-struct Raised {
+// The real file, searched on its own score from the sample's choice: these encoders tune
+// themselves to the whole image (and a palette is the whole's), so the sample reads their
+// files' faults neither where nor as badly as the whole has them. The sample makes the
+// first guess; a few files more (kWholeCheckPixels) go up while over and down while well under,
+// each judged whole, and the file kept is one the whole judged. Where none is within, the
+// lightest about as good as any (near their top, WebP and AVIF scores level off). Where
+// the sample found no pass, one file confirms it. A sample that is the whole image was
+// this very file, and an animation was judged on its first frame, the sample: the trial's
+// score stands.
+struct Settled {
     Bytes bytes;
     int setting = 0;
-    double score = 0;    // as judged where it errs most; 0 when not judged
-    bool passed = false; // the sample passed at the setting the raises started from
+    double score = 0; // 0 when not judged
 };
 
 template <typename T, typename Encode>
-Raised raisedWhileOver(const T &trials, const vips::VImage &image, const SearchShape &shape, int setting,
-                       Encode encode)
+Settled settledOnWhole(const T &trials, const vips::VImage &image, SearchShape shape, int setting, Encode encode)
 {
     const SearchContext &c = trials.c;
     const auto known = trials.scores.find(setting);
-    const bool passed = known != trials.scores.end() && known->second <= c.target;
-    std::optional<Raised> within;
-    std::optional<std::pair<int, double>> over; // the highest setting judged over, and its score
-    for (int check = 0;; ++check) {
-        Raised r{encode(setting), setting, 0, passed};
-        if (c.sample.whole && known != trials.scores.end()) {
-            r.score = known->second;
-            return r;
-        }
-        // Animations are judged on their first frame, which the sample already was.
-        if (!c.sample.whole && c.sample.tiles.empty())
-            return r;
-        const vips::VImage decoded = vips::VImage::new_from_buffer(r.bytes.data(), r.bytes.size(), "");
-        r.score = judgeWhereWorst(c.judge, c.sample, image, decoded);
+    if (c.sample.whole && known != trials.scores.end())
+        return {encode(setting), setting, known->second};
+    if (!c.sample.whole && c.sample.tiles.empty())
+        return {encode(setting), setting, 0};
+    std::map<int, Settled> files;
+    const auto judged = [&](int at) {
+        Settled file{encode(at), at, 0};
+        const vips::VImage decoded = vips::VImage::new_from_buffer(file.bytes.data(), file.bytes.size(), "");
+        file.score = judgeWhole(c.judge, c.sample, image, decoded);
         if (traced())
-            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", trials.name, setting, r.score,
-                         r.bytes.size(), c.wholeTarget);
-        if (r.score <= c.wholeTarget)
-            within = std::move(r);
-        else if (within) // narrowing found nothing lighter
-            return std::move(*within);
-        else
-            over = std::pair{setting, r.score};
-        const bool lastCheck = !passed || check == kWholeChecks;
-        if (within && (!over || lastCheck || within->setting - over->first <= 1))
-            return std::move(*within);
-        if (!within && (lastCheck || setting == shape.hi))
-            return r;
-        if (within) {
-            setting = crossingSetting(shape, *over, {within->setting, within->score}, c.wholeTarget);
-        } else {
-            const int step = std::max(2, int(std::ceil(std::log(r.score / c.wholeTarget) / shape.slope)));
-            setting = std::min(shape.hi, setting + step);
-        }
-    }
+            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", trials.name, at, file.score,
+                         file.bytes.size(), c.wholeTarget);
+        return (files[at] = std::move(file)).score;
+    };
+    const bool passed = known != trials.scores.end() && known->second <= c.target;
+    const double pixels = double(image.width()) * image.height();
+    shape.maxTrials = passed ? 1 + std::clamp(int(kWholeCheckPixels / pixels), kFewestWholeChecks, kMostWholeChecks) : 1;
+    shape.capped = true;
+    shape.giveUp = true;
+    const SettingSearch found = searchSetting(judged, shape, setting, c.wholeTarget);
+    if (found.score <= c.wholeTarget)
+        return std::move(files.at(found.setting));
+    double lowest = HUGE_VAL;
+    for (const auto &[at, file] : files)
+        lowest = std::min(lowest, file.score);
+    Settled *best = nullptr;
+    for (auto &[at, file] : files)
+        if (file.score <= lowest * kOnTheFloor && (!best || file.bytes.size() < best->bytes.size()))
+            best = &file;
+    return std::move(*best);
 }
 
 // The lossy file, or, where even its best stays over the bound, the format's lossless
 // setting: taken where it weighs at most kLosslessWorth times the lossy file (graphics:
 // often less), and whatever it weighs where the lossy one is far over.
 template <typename EncodeLossless>
-Bytes losslessWhereOver(const SearchContext &c, const SearchShape &shape, Raised lossy,
-                        EncodeLossless encodeLossless)
+Bytes losslessWhereOver(const SearchContext &c, Settled lossy, EncodeLossless encodeLossless)
 {
-    const bool atItsBest = !lossy.passed || lossy.setting == shape.hi;
-    if (!atItsBest || lossy.score <= c.wholeTarget)
+    if (lossy.score <= c.wholeTarget)
         return std::move(lossy.bytes);
     Bytes lossless = encodeLossless();
     if (lossy.score > kFarOver * c.wholeTarget || double(lossless.size()) <= kLosslessWorth * double(lossy.bytes.size()))
@@ -321,11 +319,11 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
     // Lossy WebP halves chroma whatever the setting: colour detail can keep it far over.
     if (trials.lowestScore() > kFarOver * c.target)
         return lossless();
-    Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
+    Settled r = settledOnWhole(trials, image, shape, settledSetting(trials, found), [&](int q) {
         s.quality = q;
         return encodeWebp(image, s);
     });
-    return losslessWhereOver(c, shape, std::move(r), lossless);
+    return losslessWhereOver(c, std::move(r), lossless);
 }
 
 Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels)
@@ -342,11 +340,11 @@ Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, c
     SearchShape shape{20, 99, kAvifSlope};
     shape.giveUp = false;
     const SettingSearch found = trials.search(shape, s.quality);
-    Raised r = raisedWhileOver(trials, image, shape, settledSetting(trials, found), [&](int q) {
+    Settled r = settledOnWhole(trials, image, shape, settledSetting(trials, found), [&](int q) {
         s.quality = q;
         return encodeAvif(image, s);
     });
-    return losslessWhereOver(c, shape, std::move(r), [&] {
+    return losslessWhereOver(c, std::move(r), [&] {
         s.quality = 100;
         return encodeAvif(image, s);
     });
@@ -368,7 +366,7 @@ std::optional<Bytes> encodePaletteWithinBound(const SearchContext &c, const vips
     if (found.score > c.target)
         return std::nullopt;
     // The whole image shares one palette, which the sample's trial could not show.
-    Raised r = raisedWhileOver(trials, image, shape, found.setting, [&](int q) {
+    Settled r = settledOnWhole(trials, image, shape, found.setting, [&](int q) {
         s.quality = q;
         return encodePng(image, s);
     });

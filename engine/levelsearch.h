@@ -16,18 +16,20 @@ struct SearchContext {
     const Judge &judge;
     const Sample &sample;
     double target; // the level's bound, with our margin and the safety switch applied
-    // What a full-size encoding judged where it errs most (judgeWhereWorst) keeps to.
+    // What the real file, judged whole (judgeWhole), keeps to.
     double wholeTarget;
 };
 
 JpegSettings chooseJpeg(const SearchContext &c, const Options &o);
 // The WebP and AVIF files themselves: these encoders tune themselves to the whole image,
-// so the settings the sample chose are checked on the real file and raised while over;
-// where lossy stays over at its best, the lossless setting is written if it costs little.
+// so the sample's choice is only where a short search on the real file, judged whole,
+// starts; where lossy stays over at its best, the lossless setting is written if it costs
+// little.
 Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o);
 Bytes encodeAvifWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o, int outputPixels);
-// The palette file within the bound, raised while the whole image's shared palette is
-// over where it errs most; nullopt when only lossless keeps within (photos, mostly).
+// The palette file within the bound, searched on the whole image from the sample's choice
+// (the palette is the whole image's); nullopt when only lossless keeps within (photos,
+// mostly).
 std::optional<Bytes> encodePaletteWithinBound(const SearchContext &c, const vips::VImage &image, const Options &o,
                                               int outputPixels);
 

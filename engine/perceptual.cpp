@@ -19,29 +19,7 @@
 
 namespace dravik {
 
-struct Judge::Impl {
-    // One per band: the API object only holds settings, but one each keeps the bands apart.
-    std::vector<JxlButteraugliApi *> apis;
-};
-
-Judge::Judge(int parts) : impl_(std::make_unique<Impl>())
-{
-    parts_ = parts > 0 ? parts : std::max(1, vips_concurrency_get());
-    for (int i = 0; i < parts_; ++i) {
-        JxlButteraugliApi *api = JxlButteraugliApiCreate(nullptr);
-        if (!api)
-            fail(Exit::OutOfMemory, "out of memory: the quality measure cannot start");
-        // A display of 80 nits, as butteraugli's own command-line judge assumes.
-        JxlButteraugliApiSetIntensityTarget(api, 80.0f);
-        impl_->apis.push_back(api);
-    }
-}
-
-Judge::~Judge()
-{
-    for (JxlButteraugliApi *api : impl_->apis)
-        JxlButteraugliApiDestroy(api);
-}
+Judge::Judge(int parts) : parts_(parts > 0 ? parts : std::max(1, vips_concurrency_get())) {}
 
 // As the JPEG candidate of the same pixels is: over white where transparent.
 vips::VImage viewable(vips::VImage image)
@@ -73,16 +51,29 @@ namespace {
 // A band's distances depend on its surroundings only this far (butteraugli's widest blurs,
 // at its half-resolution pass): beyond it, a band's own share judges as the whole would.
 constexpr int kBandOverlap = 32;
+// A display of 80 nits, as butteraugli's own command-line judge assumes.
+constexpr float kIntensityTarget = 80.0f;
 // Bands narrower than this cost more in overlap than the threads save.
 constexpr int kMinBand = 96;
+// butteraugli holds about 270 bytes a pixel while it judges: a 10-megapixel photo judged
+// whole at half size in two bands took the engine from 0.4 to 1.2 GB. Bands of at most
+// this many pixels, overlap included, keep that under 200 MB at two threads; the overlap
+// they add cost no measurable time.
+constexpr double kMaxBandPixels = 300'000;
 
 struct Band {
     int from = 0, to = 0; // the band's own share along the cut axis
     int lo = 0, hi = 0;   // what it is judged with, overlap included
 };
 
-std::vector<Band> bandsAlong(int length, int parts)
+// `parts` bands at least, more where each would hold over kMaxBandPixels; one where
+// `parts` is 1 (judged in one piece).
+std::vector<Band> bandsAlong(int length, int across, int parts)
 {
+    if (parts > 1) {
+        const double share = std::max<double>(kMinBand, kMaxBandPixels / across - 2 * kBandOverlap);
+        parts = std::max(parts, int(std::ceil(length / share)));
+    }
     parts = std::clamp(length / kMinBand, 1, parts);
     // Cuts on 8-pixel steps keep every band's half-resolution pass on the whole's grid.
     const auto cut = [&](int i) { return i == parts ? length : int(std::int64_t(length) * i / parts) / 8 * 8; };
@@ -120,12 +111,12 @@ vips::VImage Judge::distances(const vips::VImage &reference, const vips::VImage 
     const int width = reference.width(), height = reference.height();
     // Cut across the longer side: the bands stay wide enough to hold whole tiles.
     const bool acrossX = width >= height;
-    const std::vector<Band> bands = bandsAlong(acrossX ? width : height, parts_);
+    const std::vector<Band> bands = bandsAlong(acrossX ? width : height, acrossX ? height : width, parts_);
     std::vector<float> map(std::size_t(width) * height);
     std::vector<char> failed(bands.size(), 0);
     const int count = int(bands.size());
     // A signed index: MSVC's OpenMP 2.0 takes no other.
-#pragma omp parallel for num_threads(count) schedule(static, 1) if (count > 1)
+#pragma omp parallel for num_threads(std::min(count, parts_)) schedule(dynamic, 1) if (count > 1)
     for (int i = 0; i < count; ++i) {
         const Band &band = bands[i];
         // One band is the whole image, judged from the packed pixels as they are.
@@ -137,8 +128,14 @@ vips::VImage Judge::distances(const vips::VImage &reference, const vips::VImage 
         const std::vector<unsigned char> &pa = count > 1 ? ownA : a, &pb = count > 1 ? ownB : b;
         const uint32_t w = acrossX ? band.hi - band.lo : width, h = acrossX ? height : band.hi - band.lo;
         const JxlPixelFormat format{3, JXL_TYPE_UINT8, JXL_NATIVE_ENDIAN, 0};
-        JxlButteraugliResult *result =
-            JxlButteraugliCompute(impl_->apis[i], w, h, &format, pa.data(), pa.size(), &format, pb.data(), pb.size());
+        // The API object only holds settings: one per band keeps the threads apart.
+        JxlButteraugliApi *api = JxlButteraugliApiCreate(nullptr);
+        JxlButteraugliResult *result = nullptr;
+        if (api) {
+            JxlButteraugliApiSetIntensityTarget(api, kIntensityTarget);
+            result = JxlButteraugliCompute(api, w, h, &format, pa.data(), pa.size(), &format, pb.data(), pb.size());
+            JxlButteraugliApiDestroy(api);
+        }
         if (!result) {
             failed[i] = 1;
             continue;
@@ -205,7 +202,6 @@ struct Cell {
     double peaks = 0;    // mean squared gradient against the squared mean: strong edges on calm ground (ringing)
     double chroma = 0;   // mean colour gradient: colour edges smear under halved chroma
     double probe = 0;    // worst masked error of the probe encoding in the cell
-    double seen = 0;     // worst distance the judge sees in the cell at a reduced size
 };
 
 // The probe: a plain, fast JPEG at a middle quality with halved chroma. Where it errs most
@@ -242,9 +238,8 @@ vips::VImage maskedProbeError(const vips::VImage &rgb, int reduce)
 }
 
 // The largest of an error map at 1/reduce of the size over each cell (origins in full-size
-// pixels), into `field`.
-void worstPerCell(std::vector<Cell> &cells, int cell, const vips::VImage &masked, int reduce,
-                  double Cell::*field = &Cell::probe)
+// pixels).
+void worstPerCell(std::vector<Cell> &cells, int cell, const vips::VImage &masked, int reduce)
 {
     std::size_t size = 0;
     float *err = static_cast<float *>(masked.write_to_memory(&size));
@@ -252,7 +247,7 @@ void worstPerCell(std::vector<Cell> &cells, int cell, const vips::VImage &masked
     for (Cell &c : cells)
         for (int y = c.y / reduce; y < std::min(eh, (c.y + cell) / reduce); ++y)
             for (int x = c.x / reduce; x < std::min(ew, (c.x + cell) / reduce); ++x)
-                c.*field = std::max(c.*field, double(err[std::size_t(y) * ew + x]));
+                c.probe = std::max(c.probe, double(err[std::size_t(y) * ew + x]));
     g_free(err);
 }
 
@@ -411,33 +406,9 @@ double judgePixels(const Judge &judge, const Sample &sample, const vips::VImage 
     return judge.distance(sample.judged, judgedView(decoded, sample.judgeScale));
 }
 
-double judgeWhereWorst(const Judge &judge, const Sample &sample, const vips::VImage &image, const vips::VImage &decoded)
+double judgeWhole(const Judge &judge, const Sample &sample, const vips::VImage &image, const vips::VImage &decoded)
 {
-    if (sample.tiles.empty())
-        return judgePixels(judge, sample, decoded);
-    std::vector<Cell> cells;
-    for (int y : originsAlong(image.height(), sample.cell))
-        for (int x : originsAlong(image.width(), sample.cell))
-            cells.push_back(Cell{x, y, 0, 0, 0, 0, 0});
-    // Two views of where it errs: the error masked by texture, which sees fine ringing
-    // that vanishes at a reduced size, and the judge itself at a cell of 32 pixels (about
-    // what one sample trial costs), which sees the broad faults (banding, shifted colour
-    // in smooth areas) that the plain error rates low.
-    const int reduce = std::max(1, sample.cell / 32);
-    const vips::VImage view = viewable(image), decodedView = viewable(decoded);
-    worstPerCell(cells, sample.cell, maskedError(view, decodedView, reduce), reduce);
-    const vips::VImage seen = judge.distances(view.shrink(reduce, reduce), decodedView.shrink(reduce, reduce));
-    worstPerCell(cells, sample.cell, seen, reduce, &Cell::seen);
-    std::set<std::pair<int, int>> chosen;
-    for (double Cell::*field : {&Cell::seen, &Cell::probe}) {
-        std::stable_sort(cells.begin(), cells.end(), [&](const Cell &a, const Cell &b) { return a.*field > b.*field; });
-        for (std::size_t i = 0, taken = 0; i < cells.size() && taken < std::size_t(kTiles / 2); ++i)
-            taken += chosen.insert({cells[i].x, cells[i].y}).second ? 1 : 0;
-    }
-    Sample worst = sample;
-    worst.tiles.assign(chosen.begin(), chosen.end());
-    worst.judged = judgedView(cutLikeSample(worst, image), worst.judgeScale);
-    return judgePixels(judge, worst, cutLikeSample(worst, decoded));
+    return judge.distance(judgedView(image, sample.judgeScale), judgedView(decoded, sample.judgeScale));
 }
 
 bool searchTraced()
@@ -513,7 +484,7 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
     // A pass known only far above a failure can cost half again the bytes: worth a few
     // more trials too.
     const auto unsettled = [&] { return fail && (pass ? pass->first - fail->first > kWideBracket : !shape.giveUp); };
-    while (trials < shape.maxTrials || (unsettled() && trials < 2 * shape.maxTrials)) {
+    while (trials < shape.maxTrials || (!shape.capped && unsettled() && trials < 2 * shape.maxTrials)) {
         const double score = scoreAt(next);
         ++trials;
         failedBefore = failedLast;
@@ -529,11 +500,12 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
             break;
         if (fail && fail->first == shape.hi)
             break;
-        if (shape.giveUp && fail && lastFail && fail->first > lastFail->first && fail->second > kLevelsOffAbove * target) {
-            // Two settings well over the target: where the score levels off (halved chroma
-            // on colour detail, a palette short of colours) the highest setting will not
-            // reach it either, and further trials are wasted. Near the target, a score
-            // that rose a little is noise.
+        if (shape.giveUp && !pass && fail && lastFail && fail->first > lastFail->first &&
+            fail->second > kLevelsOffAbove * target) {
+            // Two settings well over the target and none within: where the score levels off
+            // (halved chroma on colour detail, a palette short of colours) the highest
+            // setting will not reach it either, and further trials are wasted. Near the
+            // target, a score that rose a little is noise.
             const double flat = std::log(lastFail->second / fail->second) / axisDistance(shape, lastFail->first, fail->first);
             if (flat < shape.slope && fail->second * std::exp(-flat * axisDistance(shape, fail->first, shape.hi)) > target)
                 break;

@@ -10,7 +10,6 @@
 #include <vips/vips8>
 
 #include <functional>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -18,22 +17,18 @@ namespace dravik {
 
 // Butteraugli max-norm distance between two images of the same size (any 8-bit sRGB or
 // grey image; alpha is not judged). libjxl's butteraugli runs on one thread whatever runner
-// it is given, so the judge cuts the images into `parts` overlapping bands, judges them side
-// by side and takes the largest distance inside each band's own share; 0 means as many as
-// libvips has workers, 1 judges in one piece (the benchmarks' reference).
+// it is given, so the judge cuts the images into overlapping bands, judges `parts` of them
+// side by side and takes the largest distance inside each band's own share; 0 means as
+// many as libvips has workers. Large images get more bands than that, as butteraugli's
+// memory grows with the pixels it holds. 1 judges in one piece (the benchmarks' reference).
 class Judge {
 public:
     explicit Judge(int parts = 0);
-    ~Judge();
-    Judge(const Judge &) = delete;
-    Judge &operator=(const Judge &) = delete;
     double distance(const vips::VImage &reference, const vips::VImage &candidate) const;
     // The distance at every pixel (one float band): where the difference shows.
     vips::VImage distances(const vips::VImage &reference, const vips::VImage &candidate) const;
 
 private:
-    struct Impl;
-    std::unique_ptr<Impl> impl_;
     int parts_ = 1;
 };
 
@@ -84,17 +79,19 @@ struct SearchShape {
     // follows the quantisers: on this axis, -ln(100.5 - setting), ln(score) falls about
     // linearly right up to the top, where a plain setting axis bends sharply.
     bool quantiserAxis = false;
+    // Each trial is the real file (seconds on a large image): never more than maxTrials.
+    bool capped = false;
 };
 struct SettingSearch {
     int setting = 0;
     double score = 0;
     int trials = 0;
 };
-// A full-size encoding judged where it errs most visibly: the sample's count of its own
-// worst cells (or the whole, for a sample that is the whole). For encoders that tune
-// themselves to the whole image (WebP, AVIF, a shared palette), whose worst spots a
-// sample cut before encoding can miss.
-double judgeWhereWorst(const Judge &judge, const Sample &sample, const vips::VImage &image, const vips::VImage &decoded);
+// A full-size encoding judged as the output is: the whole image, at the sample's scale.
+// For encoders that tune themselves to the whole image (WebP, AVIF, a shared palette),
+// whose faults a sample cut before encoding does not show where or as badly as the real
+// file has them.
+double judgeWhole(const Judge &judge, const Sample &sample, const vips::VImage &image, const vips::VImage &decoded);
 
 // DRAVIK_TRACE_SEARCH=1: whether the search reports itself on standard error, and one
 // step's report with the milliseconds since the previous one (benchmarks, calibration).

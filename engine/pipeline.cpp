@@ -143,11 +143,11 @@ public:
         const bool guarded = jpeg && *smooth_;
         // WebP, AVIF and a palette check the real file where it errs most; JPEG's search
         // has only its sample.
-        const Judged judged = sample_->whole                ? Judged::Whole
+        const Judged whole = jpeg ? Judged::Whole : Judged::WholeExactly;
+        const Judged judged = sample_->whole                ? whole
                               : jpeg && sample_->crowded ? Judged::CrowdedSample
                                                           : Judged::Sample;
-        return SearchContext{*judge_, *sample_, searchTarget(o_, guarded, judged),
-                             searchTarget(o_, guarded, Judged::Whole)};
+        return SearchContext{*judge_, *sample_, searchTarget(o_, guarded, judged), searchTarget(o_, guarded, whole)};
     }
 
 private:
