@@ -96,7 +96,8 @@ protected:
     void expectFailure(int code, const Args &args, const std::string &folder = "", const RunOptions &options = {});
     // The engine ended on its own, with a code of its table, saying why if it failed.
     static void expectCleanEnd(const RunResult &r);
-    // butteraugli max-norm between sRGB decodes, as the levels' bounds are defined.
+    // butteraugli max-norm between sRGB decodes (at half size over six megapixels), as the
+    // levels' bounds are defined.
     double butteraugli(const std::string &reference, const std::string &distorted) const;
 
 private:
