@@ -305,13 +305,28 @@ Bytes encodeWebpWithinBound(const SearchContext &c, const vips::VImage &image, c
 {
     WebpSettings s = webpSettingsFor(o);
     s.lossless = false;
-    s.smartSubsample = true;
-    auto trials = trialsOf(c, "webp", [&](int q) {
-        s.quality = q;
-        return encodeWebp(c.sample.pixels, s);
-    });
+    const auto trialsWith = [&](bool smart) {
+        return trialsOf(c, smart ? "webp-sharp" : "webp", [&c, smart, t = s](int q) mutable {
+            t.quality = q;
+            t.smartSubsample = smart;
+            return encodeWebp(c.sample.pixels, t);
+        });
+    };
     const SearchShape shape{20, 100, kWebpSlope};
-    const SettingSearch found = trials.search(shape, s.quality);
+    auto plain = trialsWith(false), sharp = trialsWith(true);
+    SettingSearch found = plain.search(shape, s.quality);
+    // The plain chroma conversion is lighter at the same score on most images; where it
+    // levels off over the target (saturated edges, skies near the top), the sharp one can
+    // still reach it.
+    s.smartSubsample = false;
+    if (found.score > c.target) {
+        const SettingSearch sharpFound = sharp.search(shape, s.quality);
+        if (sharpFound.score <= c.target || sharp.lowestScore() < plain.lowestScore()) {
+            found = sharpFound;
+            s.smartSubsample = true;
+        }
+    }
+    const auto &trials = s.smartSubsample ? sharp : plain;
     const auto lossless = [&] {
         s.lossless = true;
         return encodeWebp(image, s);
