@@ -171,9 +171,8 @@ constexpr double kHalfSizeAbove = 6'000'000;
 // Trials judge about this many pixels (at the judged scale); smaller images are judged whole.
 constexpr int kTile = 128;
 // A search aims a little under the target, so that the predicted setting passes with its
-// first trial more often than not, and stops at a pass this close to the target.
+// first trial more often than not.
 constexpr double kAim = 0.97;
-constexpr double kCloseEnough = 0.92;
 // Two failures count as a score levelling off only this far over the target.
 constexpr double kLevelsOffAbove = 1.25;
 // A search without a pass stops where the model puts the highest setting's score this far
@@ -495,8 +494,7 @@ SettingSearch searchSetting(const std::function<double(int)> &scoreAt, const Sea
         } else if (!fail || next > fail->first) {
             fail = std::pair{next, score};
         }
-        // A pass this close to the target is worth less than another trial could save.
-        if (pass && (pass->second >= target * kCloseEnough || pass->first == shape.lo))
+        if (pass && (pass->second >= target * shape.closeEnough || pass->first == shape.lo))
             break;
         if (fail && fail->first == shape.hi)
             break;

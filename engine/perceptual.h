@@ -81,6 +81,8 @@ struct SearchShape {
     bool quantiserAxis = false;
     // Each trial is the real file (seconds on a large image): never more than maxTrials.
     bool capped = false;
+    // A pass this close to the target is worth less than another trial could save.
+    double closeEnough = 0.92;
 };
 struct SettingSearch {
     int setting = 0;
