@@ -141,7 +141,7 @@ public:
                 std::fprintf(stderr, "sample %s\n", sample_->whole ? "whole" : sample_->crowded ? "crowded" : "tiles");
         }
         const bool guarded = jpeg && *smooth_;
-        // WebP, AVIF and a palette check the real file where it errs most; JPEG's search
+        // WebP, AVIF and a palette search on the real file, judged whole; JPEG's search
         // has only its sample.
         const Judged whole = jpeg ? Judged::Whole : Judged::WholeExactly;
         const Judged judged = sample_->whole                ? whole
