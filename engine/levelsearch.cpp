@@ -242,12 +242,12 @@ int settledSetting(const T &trials, const SettingSearch &found)
 // The real file, searched on its own score from the sample's choice: these encoders tune
 // themselves to the whole image (and a palette is the whole's), so the sample reads their
 // files' faults neither where nor as badly as the whole has them. The sample makes the
-// first guess; a few files more (kWholeCheckPixels) go up while over and down while well under,
-// each judged whole, and the file kept is one the whole judged. Where none is within, the
-// lightest about as good as any (near their top, WebP and AVIF scores level off). Where
-// the sample found no pass, one file confirms it. A sample that is the whole image was
-// this very file, and an animation was judged on its first frame, the sample: the trial's
-// score stands.
+// first guess; a few files more (kWholeCheckPixels) go up while over and down while well
+// under, each judged whole, and the file kept is one the whole judged. Where none is
+// within, the lightest about as good as any (near their top, WebP and AVIF scores level
+// off). Where the sample found no pass, one file confirms it. A sample that is the whole
+// image was this very file, and an animation was judged on its first frame, the sample:
+// the trial's score stands.
 struct Settled {
     Bytes bytes;
     int setting = 0;
@@ -275,7 +275,8 @@ Settled settledOnWhole(const T &trials, const vips::VImage &image, SearchShape s
     };
     const bool passed = known != trials.scores.end() && known->second <= c.target;
     const double pixels = double(image.width()) * image.height();
-    shape.maxTrials = passed ? 1 + std::clamp(int(kWholeCheckPixels / pixels), kFewestWholeChecks, kMostWholeChecks) : 1;
+    const int checks = std::clamp(int(kWholeCheckPixels / pixels), kFewestWholeChecks, kMostWholeChecks);
+    shape.maxTrials = passed ? 1 + checks : 1;
     shape.capped = true;
     shape.giveUp = true;
     shape.closeEnough = kWholeCloseEnough;
