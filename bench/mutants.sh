@@ -43,6 +43,7 @@ e14|engine|engine/pipeline.cpp|s/SearchContext context\(bool jpeg = false\)/Sear
 e15|engine|engine/levelsearch.cpp|s/file.score = judgeWhole\(c.judge, c.sample, image, decoded\);/file.score = judgePixels(c.judge, c.sample, cutLikeSample(c.sample, decoded));/
 e16|engine|engine/pipeline.cpp|s/: jpeg && sample_->crowded \?/: false ?/
 e17|engine|engine/levelsearch.cpp|s/return \(files\[at\] = std::move\(file\)\).score;/return std::max((files[at] = std::move(file)).score, c.wholeTarget);/
+e18|engine|engine/levelsearch.cpp|s/if \(found.trials < shape.maxTrials && files.count\(shape.hi\)/if (false \&\& files.count(shape.hi)/
 p01|pipeline|pipeline/processor.cpp|s/case 82: case 90:/case 90:/
 p02|pipeline|pipeline/processor.cpp|s/std::filesystem::rename\(FsPath\(source\), FsPath\(destination\), error\);/return true;/
 p03|pipeline|pipeline/commandline.cpp|s/QStringLiteral\("-resizenozoom"\),/QStringLiteral("-resizenozom"),/
