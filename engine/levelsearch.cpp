@@ -58,45 +58,54 @@ bool isGrey(const vips::VImage &image)
 
 bool traced() { return searchTraced(); }
 
-// One setting searched for one encoder on the sample: every trial encodes, judges and
-// reports itself the same way.
+// One setting searched for one encoder: every trial encodes, judges and reports itself
+// the same way, and its file is kept. Trials encode the sample, or (`whole`) the real
+// file, judged whole against the target the real file keeps to.
 template <typename Encode>
 struct Trials {
     const SearchContext &c;
     const char *name;
     Encode encode;
-    std::map<int, std::size_t> sizes;
+    const vips::VImage *whole = nullptr;
+    std::map<int, Bytes> files;
     std::map<int, double> scores;
-    std::vector<std::pair<Bytes, double>> judged;
+
+    double target() const { return whole ? c.wholeTarget : c.target; }
+
+    double judged(const Bytes &bytes) const
+    {
+        if (!whole)
+            return judgeEncoding(c.judge, c.sample, bytes);
+        return judgeWhole(c.judge, c.sample, *whole, vips::VImage::new_from_buffer(bytes.data(), bytes.size(), ""));
+    }
 
     double operator()(int setting)
     {
         const auto start = std::chrono::steady_clock::now();
-        const Bytes bytes = encode(setting);
+        Bytes bytes = encode(setting);
         const auto encoded = std::chrono::steady_clock::now();
-        sizes[setting] = bytes.size();
         // Neighbouring settings can make the same file (near the top, quantisers round to
         // the same steps); its score is known then.
-        const auto same = std::find_if(judged.begin(), judged.end(), [&](const auto &j) { return j.first == bytes; });
-        const double score = same != judged.end() ? same->second : judgeEncoding(c.judge, c.sample, bytes);
-        if (same == judged.end())
-            judged.emplace_back(bytes, score);
+        const auto same = std::find_if(files.begin(), files.end(), [&](const auto &f) { return f.second == bytes; });
+        const double score = same != files.end() ? scores.at(same->first) : judged(bytes);
         scores[setting] = score;
         if (traced()) {
             using ms = std::chrono::duration<double, std::milli>;
-            std::fprintf(stderr, "trial %s %d: %.3f, %zu bytes (target %.3f) encode %.0f ms judge %.0f ms\n", name,
-                         setting, score, bytes.size(), c.target, ms(encoded - start).count(),
-                         ms(std::chrono::steady_clock::now() - encoded).count());
+            std::fprintf(stderr, "%s %s %d: %.3f, %zu bytes (target %.3f) encode %.0f ms judge %.0f ms\n",
+                         whole ? "whole" : "trial", name, setting, score, bytes.size(), target(),
+                         ms(encoded - start).count(), ms(std::chrono::steady_clock::now() - encoded).count());
         }
+        files[setting] = std::move(bytes);
         return score;
     }
 
     SettingSearch search(const SearchShape &shape, int guess)
     {
         const SettingSearch found =
-            searchSetting([this](int setting) { return (*this)(setting); }, shape, guess, c.target);
+            searchSetting([this](int setting) { return (*this)(setting); }, shape, guess, target());
         if (traced())
-            std::fprintf(stderr, "chose %s %d: %.3f after %d trials\n", name, found.setting, found.score, found.trials);
+            std::fprintf(stderr, "%s %s %d: %.3f after %d trials\n", whole ? "settled" : "chose", name, found.setting,
+                         found.score, found.trials);
         return found;
     }
 
@@ -108,13 +117,13 @@ struct Trials {
         return lowest;
     }
 
-    // The lightest trial (its sample's bytes, and its setting) scoring within `limit`.
+    // The lightest trial (its file's bytes, and its setting) scoring within `limit`.
     std::optional<std::pair<std::size_t, int>> lightestWithin(double limit) const
     {
         std::optional<std::pair<std::size_t, int>> best;
         for (const auto &[setting, score] : scores)
-            if (score <= limit && (!best || sizes.at(setting) < best->first))
-                best = std::pair{sizes.at(setting), setting};
+            if (score <= limit && (!best || files.at(setting).size() < best->first))
+                best = std::pair{files.at(setting).size(), setting};
         return best;
     }
 };
@@ -122,7 +131,13 @@ struct Trials {
 template <typename Encode>
 Trials<Encode> trialsOf(const SearchContext &c, const char *name, Encode encode)
 {
-    return Trials<Encode>{c, name, std::move(encode), {}, {}, {}};
+    return Trials<Encode>{c, name, std::move(encode), nullptr, {}, {}};
+}
+
+template <typename Encode>
+Trials<Encode> wholeTrialsOf(const SearchContext &c, const char *name, const vips::VImage &image, Encode encode)
+{
+    return Trials<Encode>{c, name, std::move(encode), &image, {}, {}};
 }
 
 // One chroma layout searched: the lowest quality within the target and the sample's size there.
@@ -162,7 +177,7 @@ JpegCandidate searchLayout(T &trials, JpegSettings s, int guess)
 {
     SearchShape shape = jpegShape(s.fullChroma);
     // The first guess judged already (the layouts' comparison) costs no trial.
-    if (trials.sizes.count(guess))
+    if (trials.scores.count(guess))
         ++shape.maxTrials;
     const SettingSearch found = trials.search(shape, guess);
     s.quality = found.setting;
@@ -197,8 +212,8 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
     const int first = layoutReferenceQuality();
     auto fullTrials = jpegTrials(c, full);
     const double halvedScore = halvedTrials(first), fullScore = fullTrials(first);
-    const std::optional<double> halvedWeight = predictedWeight(false, first, halvedScore, halvedTrials.sizes[first]);
-    const std::optional<double> fullWeight = predictedWeight(true, first, fullScore, fullTrials.sizes[first]);
+    const std::optional<double> halvedWeight = predictedWeight(false, first, halvedScore, halvedTrials.files.at(first).size());
+    const std::optional<double> fullWeight = predictedWeight(true, first, fullScore, fullTrials.files.at(first).size());
     const bool fullFirst = !halvedWeight || (fullWeight && *fullWeight < *halvedWeight);
     if (!fullFirst) {
         const JpegCandidate h = searchLayout(halvedTrials, halved, first);
@@ -233,7 +248,7 @@ JpegSettings chooseJpeg(const SearchContext &c, const Options &o)
 template <typename T>
 int settledSetting(const T &trials, const SettingSearch &found)
 {
-    if (found.score <= trials.c.target)
+    if (found.score <= trials.target())
         return found.setting;
     const double atTheTop = trials.scores.rbegin()->second;
     return trials.lightestWithin(std::min(trials.lowestScore() * kOnTheFloor, atTheTop))->second;
@@ -250,7 +265,6 @@ int settledSetting(const T &trials, const SettingSearch &found)
 // the trial's score stands.
 struct Settled {
     Bytes bytes;
-    int setting = 0;
     double score = 0; // 0 when not judged
 };
 
@@ -260,19 +274,10 @@ Settled settledOnWhole(const T &trials, const vips::VImage &image, SearchShape s
     const SearchContext &c = trials.c;
     const auto known = trials.scores.find(setting);
     if (c.sample.whole && known != trials.scores.end())
-        return {encode(setting), setting, known->second};
+        return {encode(setting), known->second};
     if (!c.sample.whole && c.sample.tiles.empty())
-        return {encode(setting), setting, 0};
-    std::map<int, Settled> files;
-    const auto judged = [&](int at) {
-        Settled file{encode(at), at, 0};
-        const vips::VImage decoded = vips::VImage::new_from_buffer(file.bytes.data(), file.bytes.size(), "");
-        file.score = judgeWhole(c.judge, c.sample, image, decoded);
-        if (traced())
-            std::fprintf(stderr, "whole %s %d: %.3f, %zu bytes (target %.3f)\n", trials.name, at, file.score,
-                         file.bytes.size(), c.wholeTarget);
-        return (files[at] = std::move(file)).score;
-    };
+        return {encode(setting), 0};
+    auto whole = wholeTrialsOf(c, trials.name, image, std::move(encode));
     const bool passed = known != trials.scores.end() && known->second <= c.target;
     const double pixels = double(image.width()) * image.height();
     const int checks = std::clamp(int(kWholeCheckPixels / pixels), kFewestWholeChecks, kMostWholeChecks);
@@ -280,30 +285,24 @@ Settled settledOnWhole(const T &trials, const vips::VImage &image, SearchShape s
     shape.capped = true;
     shape.giveUp = true;
     shape.closeEnough = kWholeCloseEnough;
-    const SettingSearch found = searchSetting(judged, shape, setting, c.wholeTarget);
-    if (found.score <= c.wholeTarget)
-        return std::move(files.at(found.setting));
+    const SettingSearch found = whole.search(shape, setting);
     // Over at the highest setting with a check left: near their top, WebP's and AVIF's
     // whole-image scores rise and fall from one setting to the next (a photo as AVIF: 1.48
     // at 99, 1.43 at 97, with two thirds of the bytes), so halfway down to the sample's
     // highest failure is worth a look.
-    if (found.trials < shape.maxTrials && files.count(shape.hi) && files.at(shape.hi).score > c.wholeTarget) {
+    if (found.score > c.wholeTarget && found.trials < shape.maxTrials && whole.scores.count(shape.hi) &&
+        whole.scores.at(shape.hi) > c.wholeTarget) {
         int below = shape.lo;
         for (const auto &[at, score] : trials.scores)
             if (at < shape.hi && score > c.target)
                 below = std::max(below, at);
         const int halfway = (below + shape.hi + 1) / 2;
-        if (halfway > below && halfway < shape.hi && !files.count(halfway) && judged(halfway) <= c.wholeTarget)
-            return std::move(files.at(halfway));
+        if (halfway > below && halfway < shape.hi && !whole.scores.count(halfway))
+            whole(halfway);
     }
-    double lowest = HUGE_VAL;
-    for (const auto &[at, file] : files)
-        lowest = std::min(lowest, file.score);
-    Settled *best = nullptr;
-    for (auto &[at, file] : files)
-        if (file.score <= lowest * kOnTheFloor && (!best || file.bytes.size() < best->bytes.size()))
-            best = &file;
-    return std::move(*best);
+    const auto within = whole.lightestWithin(c.wholeTarget);
+    const int chosen = within ? within->second : settledSetting(whole, found);
+    return {std::move(whole.files.at(chosen)), whole.scores.at(chosen)};
 }
 
 // The lossy file, or, where even its best stays over the bound, the format's lossless

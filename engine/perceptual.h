@@ -25,10 +25,10 @@ class Judge {
 public:
     explicit Judge(int parts = 0);
     double distance(const vips::VImage &reference, const vips::VImage &candidate) const;
-    // The distance at every pixel (one float band): where the difference shows.
-    vips::VImage distances(const vips::VImage &reference, const vips::VImage &candidate) const;
 
 private:
+    // The distance at every pixel (one float band), put together from the bands.
+    vips::VImage distances(const vips::VImage &reference, const vips::VImage &candidate) const;
     int parts_ = 1;
 };
 
