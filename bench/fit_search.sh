@@ -6,7 +6,9 @@
 #     image. Per image, whole/sample at the chosen setting; the margin must cover the
 #     worst of these on the fitted images, and the hold-out images show whether it holds
 #     on images it was not fitted on. Crowded samples (perceptual.h) are counted apart:
-#     their JPEG margin is their own;
+#     their JPEG margin is their own. WebP, AVIF and palettes then search on the real file
+#     (the "whole" trace lines, left out here): for them the margin only places the first
+#     file, and the ratio compares the sample's choice with the file written;
 #   - the slopes (levelsearch.cpp): how ln(score) falls and ln(bytes) grows per unit of
 #     the setting's axis (JPEG: -ln(100.5 - quality)), from every two trials of one
 #     search, median per format.
