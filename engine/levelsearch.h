@@ -20,7 +20,13 @@ struct SearchContext {
     double wholeTarget;
 };
 
-JpegSettings chooseJpeg(const SearchContext &c, const Options &o);
+// JPEG's settings, and the file itself where the search made it (a layout settled on the
+// real file, judged whole, where the sample reads only a floor the bound is over).
+struct JpegChoice {
+    JpegSettings settings;
+    std::optional<Bytes> file;
+};
+JpegChoice chooseJpeg(const SearchContext &c, const Options &o, const vips::VImage &image);
 // The WebP and AVIF files themselves: these encoders tune themselves to the whole image,
 // so the sample's choice is only where a short search on the real file, judged whole,
 // starts; where lossy stays over at its best, the lossless setting is written if it costs

@@ -142,12 +142,12 @@ public:
         }
         const bool guarded = jpeg && *smooth_;
         // WebP, AVIF and a palette search on the real file, judged whole; JPEG's search
-        // has only its sample.
-        const Judged whole = jpeg ? Judged::Whole : Judged::WholeExactly;
-        const Judged judged = sample_->whole                ? whole
+        // only where its sample is on its floor.
+        const Judged judged = sample_->whole                ? Judged::Whole
                               : jpeg && sample_->crowded ? Judged::CrowdedSample
                                                           : Judged::Sample;
-        return SearchContext{*judge_, *sample_, searchTarget(o_, guarded, judged), searchTarget(o_, guarded, whole)};
+        return SearchContext{*judge_, *sample_, searchTarget(o_, guarded, judged),
+                             searchTarget(o_, guarded, Judged::Whole)};
     }
 
 private:
@@ -187,11 +187,15 @@ Bytes encodeAs(Format f, const vips::VImage &image, const Options &o, Search &se
     const int pixels = image.width() * pageHeightOf(image);
     switch (f) {
     case Format::Jpeg: {
-        const JpegSettings settings = o.quality ? jpegSettingsFor(o) : chooseJpeg(search.context(true), o);
+        JpegChoice choice =
+            o.quality ? JpegChoice{jpegSettingsFor(o), std::nullopt} : chooseJpeg(search.context(true), o, image);
+        const JpegSettings &settings = choice.settings;
         traceStep("search");
         if (o.sizeLimitKiB)
             return encodeJpegWithinLimit(image, settings, std::size_t(*o.sizeLimitKiB) * 1024, o.sizeLimitHighQuality,
                                          o.markWrite ? markSize(Format::Jpeg) : 0);
+        if (choice.file)
+            return std::move(*choice.file);
         return encodeJpeg(image, settings);
     }
     case Format::Png:

@@ -11,11 +11,10 @@ namespace dravik {
 // The butteraugli distance the level allows. `smooth`: the image has large smooth or
 // low-contrast areas (see analyse.h); with -jpegqualitysafety on, those get a stricter one.
 double levelBound(const Options &o);
-// What a search's scores were judged on: the whole image as a JPEG viewer decodes it
-// (near enough), the whole image exactly as any viewer decodes it (WebP, AVIF and PNG
-// decoders give back the same pixels), a sample of it, or a crowded sample (perceptual.h)
-// that nothing judged on the real file makes up for.
-enum class Judged { Whole, WholeExactly, Sample, CrowdedSample };
+// What a search's scores were judged on: the whole image (decoded as any viewer decodes
+// it), a sample of it, or a crowded sample (perceptual.h) that nothing judged on the real
+// file makes up for.
+enum class Judged { Whole, Sample, CrowdedSample };
 // What the search aims at: the bound less the margin a judgement of what was judged needs
 // to hold on the whole image (a small one when the whole is judged), tightened by the
 // safety switch.

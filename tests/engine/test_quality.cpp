@@ -110,13 +110,16 @@ TEST_F(Quality, WebpOutOfReachIsLossless) {
 // shared palette at the sample's choice is over the bound and is raised, the drawing's
 // WebP there is well within and is lowered, the bridge photo's AVIF errs worst where no
 // sampled tile lies, and the wings' AVIF is over at its top setting though within two
-// steps lower (scores near the top rise and fall). Each file is within the bound and near
-// it; where a case names the format's top setting (lossless, for PNG), well under that.
+// steps lower (scores near the top rise and fall). The wings as JPEG: its sample is on a
+// floor, where only the whole shows that halved chroma keeps within. Each file is within
+// the bound and near it; where a case names the format's top setting (lossless, for PNG),
+// well under that.
 TEST_F(Quality, WholeFileSettlesNearTheBound) {
     const struct { const char *name, *fmt, *top; } cases[] = {{"gimp-prefs-color-management.png", "png", "100"},
                                                              {"schulz.png", "webp", "100"},
                                                              {"Bridge_by_Sander_Klootwijk.jpg", "avif", nullptr},
-                                                             {"TwoWings_cmyk.jpg", "avif", "99"}};
+                                                             {"TwoWings_cmyk.jpg", "avif", "99"},
+                                                             {"TwoWings_cmyk.jpg", "jpg", "96"}};
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         const std::string in = std::string(DRAVIK_CORPUS_PATH "/") + c.name, out = path(std::string("out.") + c.fmt),
@@ -145,7 +148,7 @@ TEST_F(Quality, CrowdedPhotoStaysWithinTheBound) {
 // a smaller distance, well inside the level's bound.
 TEST_F(Quality, SafetyTightensSmoothLowContrastImages) {
     save(smoothGradient(640, 480), path("sky.png"));
-    for (std::string level : {"6", "8"}) {
+    for (std::string level : {"5", "6"}) {
         SCOPED_TRACE("level " + level);
         for (std::string safety : {"on", "off"})
             ASSERT_EXIT_CODE(job(path("sky.png"), path(safety + ".jpg"), {"-outformat", "jpg", "-reducemode", level, "-jpegqualitysafety", safety}), 0);

@@ -9,6 +9,7 @@
 #include "supervise.h"
 
 #include <gtest/gtest.h>
+#include <turbojpeg.h>
 
 #include <algorithm>
 #include <csignal>
@@ -59,6 +60,30 @@ TEST(Judge, BandsScoreAsTheWhole) {
         const VImage decoded = VImage::new_from_buffer(bytes.data(), bytes.size(), "").copy_memory();
         const double expected = whole.distance(image, decoded);
         EXPECT_NEAR(banded.distance(image, decoded), expected, 0.02 * expected) << w << "x" << h;
+    }
+}
+
+// JPEG's whole-image margin is small because viewers decode the file to the very pixels
+// the search judged: libjpeg-turbo with its defaults against our decoder, either chroma
+// layout.
+TEST(Jpeg, ViewersDecodeThePixelsWeJudged) {
+    const int w = 203, h = 77;
+    const VImage xy = VImage::xyz(w, h), noise = noiseOf(w, h, 30);
+    const VImage image = srgb8({xy[0] * (255.0 / w), noise + 128, (xy[0] + xy[1]) % 64 * 4});
+    for (const bool full : {false, true}) {
+        JpegSettings s;
+        s.fullChroma = full;
+        const Bytes bytes = encodeJpeg(image, s);
+        const VImage ours = VImage::new_from_buffer(bytes.data(), bytes.size(), "").copy_memory();
+        std::vector<unsigned char> theirs(std::size_t(w) * h * 3);
+        tjhandle tj = tjInitDecompress();
+        ASSERT_NE(tj, nullptr);
+        const int failed = tjDecompress2(tj, bytes.data(), static_cast<unsigned long>(bytes.size()), theirs.data(), w,
+                                         0, h, TJPF_RGB, 0);
+        tjDestroy(tj);
+        ASSERT_EQ(failed, 0) << tjGetErrorStr();
+        const VImage viewer = VImage::new_from_memory(theirs.data(), theirs.size(), w, h, 3, VIPS_FORMAT_UCHAR);
+        EXPECT_EQ((ours - viewer).abs().max(), 0) << (full ? "4:4:4" : "4:2:0");
     }
 }
 
