@@ -40,10 +40,12 @@ e11|engine|engine/stamp.cpp|s/o.stampOpacity \/ 100.0/o.stampOpacity \/ 90.0/
 e12|engine|engine/marks.cpp|s/kKeyword\[\] = "DravikMark"/kKeyword[] = "DravikMarc"/
 e13|engine|engine/levelsearch.cpp|s/constexpr double kLosslessWorth = 2.0;/constexpr double kLosslessWorth = 0.0;/
 e14|engine|engine/pipeline.cpp|s/SearchContext context\(bool jpeg = false\)/SearchContext context(bool jpeg = true)/
-e15|engine|engine/levelsearch.cpp|s/file.score = judgeWhole\(c.judge, c.sample, image, decoded\);/file.score = judgePixels(c.judge, c.sample, cutLikeSample(c.sample, decoded));/
+e15|engine|engine/levelsearch.cpp|s/return judgeWhole\(c.judge, c.sample, \*whole, (vips::VImage::new_from_buffer\(bytes.data\(\), bytes.size\(\), ""\))\);/return judgePixels(c.judge, c.sample, cutLikeSample(c.sample, $1));/
 e16|engine|engine/pipeline.cpp|s/: jpeg && sample_->crowded \?/: false ?/
-e17|engine|engine/levelsearch.cpp|s/return \(files\[at\] = std::move\(file\)\).score;/return std::max((files[at] = std::move(file)).score, c.wholeTarget);/
-e18|engine|engine/levelsearch.cpp|s/if \(found.trials < shape.maxTrials && files.count\(shape.hi\)/if (false \&\& files.count(shape.hi)/
+e17|engine|engine/levelsearch.cpp|s/const int chosen = within \? within->second : settledSetting\(whole, found\);/const int chosen = whole.scores.at(setting) <= c.wholeTarget ? setting : within ? within->second : settledSetting(whole, found);/
+e18|engine|engine/levelsearch.cpp|s/if \(found.score > c.wholeTarget && found.trials < shape.maxTrials/if (false \&\& found.trials < shape.maxTrials/
+e19|engine|engine/levelsearch.cpp|s/if \(auto settled = halvedOnWhole\(c, halvedTrials, fullTrials, halved, floor, image\)\)/if (std::optional<JpegChoice> settled; false)/
+e20|engine|engine/analyse.cpp|s/\(\(gradient > 0\) & \(gradient <= 12\)\)/(gradient <= 12)/
 p01|pipeline|pipeline/processor.cpp|s/case 82: case 90:/case 90:/
 p02|pipeline|pipeline/processor.cpp|s/std::filesystem::rename\(FsPath\(source\), FsPath\(destination\), error\);/return true;/
 p03|pipeline|pipeline/commandline.cpp|s/QStringLiteral\("-resizenozoom"\),/QStringLiteral("-resizenozom"),/

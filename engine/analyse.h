@@ -5,8 +5,8 @@
 
 namespace dravik {
 
-// True for images where JPEG's blocking and banding show first: large smooth areas
-// (sky, skin, gradients, flat graphics) or low contrast overall. Judged on a small
+// True for images where JPEG's blocking and banding show first: large areas of gently
+// changing tone (sky, skin, gradients) or low contrast overall. Judged on a small
 // thumbnail decoded with shrink-on-load, so it costs a few tens of milliseconds.
 bool looksSmooth(const Source &src);
 
