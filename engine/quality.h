@@ -8,16 +8,16 @@
 
 namespace dravik {
 
-// The butteraugli distance the level allows. `smooth`: the image has large smooth or
-// low-contrast areas (see analyse.h); with -jpegqualitysafety on, those get a stricter one.
+// The butteraugli distance the level allows.
 double levelBound(const Options &o);
 // What a search's scores were judged on: the whole image (decoded as any viewer decodes
 // it), a sample of it, or a crowded sample (perceptual.h) that nothing judged on the real
 // file makes up for.
 enum class Judged { Whole, Sample, CrowdedSample };
 // What the search aims at: the bound less the margin a judgement of what was judged needs
-// to hold on the whole image (a small one when the whole is judged), tightened by the
-// safety switch.
+// to hold on the whole image (a small one when the whole is judged). `smooth`: the image
+// has large areas of gently changing tone or low contrast (analyse.h), which
+// -jpegqualitysafety on holds to a stricter bound.
 double searchTarget(const Options &o, bool smooth, Judged judged);
 // One search target and JPEG quality for every level (the middle level's, without the
 // safety switch): where choices that must not change from level to level are made.
