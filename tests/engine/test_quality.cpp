@@ -153,9 +153,25 @@ TEST_F(Quality, CrowdedPhotoStaysWithinTheBound) {
     EXPECT_LE(butteraugli(in, path("out.jpg")), kLevelBound[3]);
 }
 
+// JPEG's blocking, measured: the mean luma step across 8-pixel block edges over the mean
+// step between the pixels inside blocks. About 1 on a picture without block structure;
+// blocks flattened into steps raise it.
+double blockiness(const std::string &file) {
+    const VImage luma = loadFirstPage(file).colourspace(VIPS_INTERPRETATION_B_W)[0].cast(VIPS_FORMAT_FLOAT);
+    const int w = luma.width(), h = luma.height();
+    const VImage across = (luma.extract_area(1, 0, w - 1, h) - luma.extract_area(0, 0, w - 1, h)).abs();
+    const VImage down = (luma.extract_area(0, 1, w, h - 1) - luma.extract_area(0, 0, w, h - 1)).abs();
+    // A step from column 7 to 8 (of each block) crosses an edge; the other seven do not.
+    const VImage edgeAcross = (VImage::xyz(w - 1, h)[0] % 8) == 7, edgeDown = (VImage::xyz(w, h - 1)[1] % 8) == 7;
+    const double atEdges = edgeAcross.ifthenelse(across, 0).avg() + edgeDown.ifthenelse(down, 0).avg();
+    const double inside = edgeAcross.ifthenelse(0, across).avg() + edgeDown.ifthenelse(0, down).avg();
+    return 7 * atEdges / inside;
+}
+
 // Safety on: a smooth, low-contrast picture gets a stricter bound, so a heavier file and
-// a smaller distance, well inside the level's bound. Flat colour cannot band: a logo on
-// white keeps the level's bound.
+// a smaller distance, well inside the level's bound; off flattens its grain into blocks
+// whose edges show, on keeps it (at level 5, block structure no more than the input's).
+// Flat colour cannot band: a logo on white keeps the level's bound.
 TEST_F(Quality, SafetyTightensSmoothLowContrastImages) {
     save(smoothGradient(640, 480), path("sky.png"));
     save(flatShapes(640, 480), path("logo.png"));
@@ -170,6 +186,9 @@ TEST_F(Quality, SafetyTightensSmoothLowContrastImages) {
         EXPECT_GT(fileSize(path("on.jpg")), fileSize(path("off.jpg")));
         EXPECT_LT(on, off);
         EXPECT_LE(on, 0.85 * kLevelBound[std::atoi(level.c_str())]);
+        EXPECT_LT(blockiness(path("on.jpg")), 0.6 * blockiness(path("off.jpg")));
+        if (level == "5")
+            EXPECT_LT(blockiness(path("on.jpg")), 1.15 * blockiness(path("sky.png")));
     }
     both("logo.png", "jpg", "5");
     EXPECT_EQ(readBytes(path("on.jpg")), readBytes(path("off.jpg"))) << "the logo";
