@@ -81,6 +81,9 @@ struct Trials {
 
     double operator()(int setting)
     {
+        // A search starting where the layouts were compared asks for that trial again.
+        if (const auto known = scores.find(setting); known != scores.end())
+            return known->second;
         const auto start = std::chrono::steady_clock::now();
         Bytes bytes = encode(setting);
         const auto encoded = std::chrono::steady_clock::now();
@@ -254,12 +257,10 @@ std::optional<JpegChoice> halvedOnWhole(const SearchContext &c, T &halvedTrials,
     return JpegChoice{withJpegQuality(halved, within->second), std::move(whole.files.at(within->second))};
 }
 
-} // namespace
-
-JpegChoice chooseJpeg(const SearchContext &c, const Options &o, const vips::VImage &image)
+template <typename T>
+JpegChoice chooseLayout(const SearchContext &c, T &halvedTrials, T &fullTrials, const JpegSettings &halved,
+                        const JpegSettings &full, const vips::VImage &image)
 {
-    const JpegSettings halved = jpegLayout(o, false), full = jpegLayout(o, true);
-    auto halvedTrials = jpegTrials(c, halved);
     if (isGrey(c.sample.pixels))
         return {searchLayout(halvedTrials, halved, halved.quality).settings, std::nullopt};
     // Both layouts tried at one quality: the one predicted lighter at one reference
@@ -269,7 +270,6 @@ JpegChoice chooseJpeg(const SearchContext &c, const Options &o, const vips::VIma
     // same for every level, so that an image keeps its layout from level to level and a
     // higher level never comes out heavier by changing layout.
     const int first = layoutReferenceQuality();
-    auto fullTrials = jpegTrials(c, full);
     const double halvedScore = halvedTrials(first), fullScore = fullTrials(first);
     const std::optional<double> halvedWeight = predictedWeight(false, first, halvedScore, halvedTrials.files.at(first).size());
     const std::optional<double> fullWeight = predictedWeight(true, first, fullScore, fullTrials.files.at(first).size());
@@ -286,6 +286,22 @@ JpegChoice chooseJpeg(const SearchContext &c, const Options &o, const vips::VIma
     if (auto settled = halvedOnWhole(c, halvedTrials, fullTrials, halved, floor, image))
         return std::move(*settled);
     return {floor, std::nullopt};
+}
+
+} // namespace
+
+JpegChoice chooseJpeg(const SearchContext &c, const Options &o, const vips::VImage &image)
+{
+    const JpegSettings halved = jpegLayout(o, false), full = jpegLayout(o, true);
+    auto halvedTrials = jpegTrials(c, halved), fullTrials = jpegTrials(c, full);
+    JpegChoice choice = chooseLayout(c, halvedTrials, fullTrials, halved, full, image);
+    // A sample that is the whole image made the chosen file already, unless the choice is
+    // a setting no trial had (the highest, trellis off).
+    auto &trials = choice.settings.fullChroma ? fullTrials : halvedTrials;
+    const auto made = trials.files.find(choice.settings.quality);
+    if (!choice.file && c.sample.whole && choice.settings.trellis == halved.trellis && made != trials.files.end())
+        choice.file = std::move(made->second);
+    return choice;
 }
 
 // Where a lossy search without a pass ends: its highest setting tried, or the lightest
