@@ -118,7 +118,7 @@ struct Encoded {
 // and shared by every format tried.
 class Search {
 public:
-    Search(const vips::VImage &image, const Options &o, const Source &src) : image_(image), o_(o), src_(src) {}
+    Search(const vips::VImage &image, const Options &o) : image_(image), o_(o) {}
 
     // `jpeg`: the safety switch guards JPEG's blocking and banding; WebP and AVIF smooth
     // their blocks' edges themselves, and butteraugli judges what they leave. A crowded
@@ -127,7 +127,7 @@ public:
     {
         if (jpeg && !smooth_)
             // Smoothness is looked at only here: it matters to nothing but JPEG's bound.
-            smooth_ = o_.qualitySafety && looksSmooth(src_);
+            smooth_ = o_.qualitySafety && looksSmooth(image_);
         if (!sample_) {
             traceStep("pixels ready");
             judge_ = std::make_unique<Judge>();
@@ -153,7 +153,6 @@ public:
 private:
     const vips::VImage &image_;
     const Options &o_;
-    const Source &src_;
     std::optional<bool> smooth_;
     std::unique_ptr<Judge> judge_;
     std::optional<Sample> sample_;
@@ -434,7 +433,7 @@ int processImage(const Options &o)
 
         // Encode every candidate; "auto" keeps the smaller of JPEG and PNG, and an image
         // with real transparency only ever becomes PNG.
-        Search search(image, o, src);
+        Search search(image, o);
         for (Format f : candidates) {
             if (f == Format::Jpeg && !target && image.has_alpha())
                 continue;
