@@ -26,7 +26,8 @@
 # smallest fixed quality that keeps all of them within, taking a score that falls as the
 # quality rises) and "oracle" (per image, its smallest output within) totals; and the
 # engine's wall time at level 5 against one plain fixed-quality `vips copy` JPEG encode
-# (Q=80) of the same images, both timed in this run under the same parallelism.
+# (Q=80) of the same images, both timed in this run under the same parallelism, beside the
+# engine's own `-quality 80` (no search: its decode and final encode alone) against the same.
 #
 # Environment: ENGINE (default build/bin/dravik.bin), JUDGE (default build/bin/dravik-judge),
 # JOBS (tools run at once, default 2), PEERS=0 to skip the peers, CACHE (default
@@ -235,11 +236,12 @@ class PeerCurve:
             return min(max(q, qf + 1), qp - 1)
         return None
 
-def engine_run(img, fmt, level):
-    out = os.path.join(img.dir, f'engine.{level}.{fmt}')
+def engine_run(img, fmt, level, fixed=False):
+    out = os.path.join(img.dir, f'engine.{"q80" if fixed else level}.{fmt}')
     start = time.perf_counter()
-    r = subprocess.run([ENGINE, '-in', img.path, '-out', out, '-outformat', fmt, '-reducemode', str(level),
-                        '-metadata', 'strip'] + ENGINE_ARGS, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    choice = ['-quality', '80'] if fixed else ['-reducemode', str(level)]
+    r = subprocess.run([ENGINE, '-in', img.path, '-out', out, '-outformat', fmt] + choice +
+                       ['-metadata', 'strip'] + ENGINE_ARGS, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
     secs = time.perf_counter() - start
     if r.returncode != 0 or not os.path.exists(out):
         print(f'engine failed on {img.name} ({fmt} level {level}): {r.stderr.strip()}', file=sys.stderr)
@@ -278,11 +280,19 @@ def main(folders):
     print(f'images: {len(images)}, jobs: {JOBS}, engine: {ENGINE}', file=sys.stderr)
 
     # Timed: the engine and the plain encode, at the same parallelism, nothing else running.
-    tasks = [(img, fmt, level) for img in images for fmt, level in ENGINE_RUNS] + [(img, 'plain', 0) for img in images]
-    results = pmap(lambda t: plain_run(t[0]) if t[1] == 'plain' else engine_run(*t), tasks)
-    eng, plain = collections.defaultdict(dict), {}
+    tasks = [(img, fmt, level) for img in images for fmt, level in ENGINE_RUNS] + \
+            [(img, kind, 0) for img in images for kind in ('plain', 'fixed')]
+    def timed(t):
+        img, kind, level = t
+        if kind == 'plain': return plain_run(img)
+        if kind == 'fixed': return engine_run(img, 'jpg', 0, fixed=True)
+        return engine_run(*t)
+    results = pmap(timed, tasks)
+    eng, plain, fixed = collections.defaultdict(dict), {}, {}
     for (img, fmt, level), r in zip(tasks, results):
         if fmt == 'plain': plain[img.name] = r
+        elif fmt == 'fixed':
+            if r: fixed[img.name] = r[1]
         elif r: eng[(fmt, level)][img.name] = [os.path.getsize(r[0]), r[0], r[1]]
     load1 = os.getloadavg()[0]
     timed_at = time.time()
@@ -313,13 +323,13 @@ def main(folders):
             c.narrow([BOUND[l] for l in LEVELS[PEER_TOOLS[tool][0]]])
             curves[(img.name, tool)] = c
         pmap(narrow, pairs)
-    report(images, eng, plain, curves)
+    report(images, eng, plain, fixed, curves)
     fresh = sum(c.fresh for c in curves.values())
     print(f'peers: {fresh} outputs made this run, {sum(len(c.points) for c in curves.values()) - fresh} from the cache')
     print(f'wall time {time.time() - began:.0f} s (timed part {timed_at - began:.0f} s); load average {load0:.1f} at start, '
           f'{load1:.1f} after the timed part, {os.getloadavg()[0]:.1f} at the end')
 
-def report(images, eng, plain, curves):
+def report(images, eng, plain, fixed, curves):
     names = [i.name for i in images]
     by_name = {i.name: i for i in images}
     fmt_peers = collections.defaultdict(list)
@@ -367,6 +377,11 @@ def report(images, eng, plain, curves):
     if common:
         e, p = sum(res[n][2] for n in common), sum(plain[n] for n in common)
         print('engine time, JPEG level 5, against one plain vips copy Q=80 encode: %.2fx (%.1f s / %.1f s, %d images)' % (
+              e / p, e, p, len(common)))
+    common = [n for n in names if n in fixed and n in plain]
+    if common:
+        e, p = sum(fixed[n] for n in common), sum(plain[n] for n in common)
+        print('engine time at -quality 80 (no search), against the same: %.2fx (%.1f s / %.1f s, %d images)' % (
               e / p, e, p, len(common)))
 
 main(sys.argv[1:])
