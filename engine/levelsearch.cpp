@@ -257,35 +257,15 @@ std::optional<JpegChoice> halvedOnWhole(const SearchContext &c, T &halvedTrials,
     return JpegChoice{withJpegQuality(halved, within->second), std::move(whole.files.at(within->second))};
 }
 
+// The choice of a layout's search; where the sample is the whole image, that search's
+// trial at the chosen quality is the very file to write.
 template <typename T>
-JpegChoice chooseLayout(const SearchContext &c, T &halvedTrials, T &fullTrials, const JpegSettings &halved,
-                        const JpegSettings &full, const vips::VImage &image)
+JpegChoice searched(const SearchContext &c, T &trials, const JpegSettings &s)
 {
-    if (isGrey(c.sample.pixels))
-        return {searchLayout(halvedTrials, halved, halved.quality).settings, std::nullopt};
-    // Both layouts tried at one quality: the one predicted lighter at one reference
-    // distance is searched on from there. Colour detail (text, graphics, saturated edges)
-    // keeps the halved layout's score high at any quality, while photos reach the target
-    // at a lower quality with halved chroma's fewer bytes. Quality and reference are the
-    // same for every level, so that an image keeps its layout from level to level and a
-    // higher level never comes out heavier by changing layout.
-    const int first = layoutReferenceQuality();
-    const double halvedScore = halvedTrials(first), fullScore = fullTrials(first);
-    const std::optional<double> halvedWeight = predictedWeight(false, first, halvedScore, halvedTrials.files.at(first).size());
-    const std::optional<double> fullWeight = predictedWeight(true, first, fullScore, fullTrials.files.at(first).size());
-    const bool fullFirst = !halvedWeight || (fullWeight && *fullWeight < *halvedWeight);
-    if (!fullFirst) {
-        const JpegCandidate h = searchLayout(halvedTrials, halved, first);
-        if (h.score <= c.target)
-            return {h.settings, std::nullopt};
-    }
-    const JpegCandidate f = searchLayout(fullTrials, full, first);
-    if (f.score <= c.target)
-        return {f.settings, std::nullopt};
-    const JpegSettings floor = onTheFloor(halvedTrials, fullTrials, halved, full);
-    if (auto settled = halvedOnWhole(c, halvedTrials, fullTrials, halved, floor, image))
-        return std::move(*settled);
-    return {floor, std::nullopt};
+    const auto made = trials.files.find(s.quality);
+    if (!c.sample.whole || made == trials.files.end())
+        return {s, std::nullopt};
+    return {s, std::move(made->second)};
 }
 
 } // namespace
@@ -293,15 +273,33 @@ JpegChoice chooseLayout(const SearchContext &c, T &halvedTrials, T &fullTrials, 
 JpegChoice chooseJpeg(const SearchContext &c, const Options &o, const vips::VImage &image)
 {
     const JpegSettings halved = jpegLayout(o, false), full = jpegLayout(o, true);
-    auto halvedTrials = jpegTrials(c, halved), fullTrials = jpegTrials(c, full);
-    JpegChoice choice = chooseLayout(c, halvedTrials, fullTrials, halved, full, image);
-    // A sample that is the whole image made the chosen file already, unless the choice is
-    // a setting no trial had (the highest, trellis off).
-    auto &trials = choice.settings.fullChroma ? fullTrials : halvedTrials;
-    const auto made = trials.files.find(choice.settings.quality);
-    if (!choice.file && c.sample.whole && choice.settings.trellis == halved.trellis && made != trials.files.end())
-        choice.file = std::move(made->second);
-    return choice;
+    auto halvedTrials = jpegTrials(c, halved);
+    if (isGrey(c.sample.pixels))
+        return searched(c, halvedTrials, searchLayout(halvedTrials, halved, halved.quality).settings);
+    // Both layouts tried at one quality: the one predicted lighter at one reference
+    // distance is searched on from there. Colour detail (text, graphics, saturated edges)
+    // keeps the halved layout's score high at any quality, while photos reach the target
+    // at a lower quality with halved chroma's fewer bytes. Quality and reference are the
+    // same for every level, so that an image keeps its layout from level to level and a
+    // higher level never comes out heavier by changing layout.
+    const int first = layoutReferenceQuality();
+    auto fullTrials = jpegTrials(c, full);
+    const double halvedScore = halvedTrials(first), fullScore = fullTrials(first);
+    const std::optional<double> halvedWeight = predictedWeight(false, first, halvedScore, halvedTrials.files.at(first).size());
+    const std::optional<double> fullWeight = predictedWeight(true, first, fullScore, fullTrials.files.at(first).size());
+    const bool fullFirst = !halvedWeight || (fullWeight && *fullWeight < *halvedWeight);
+    if (!fullFirst) {
+        const JpegCandidate h = searchLayout(halvedTrials, halved, first);
+        if (h.score <= c.target)
+            return searched(c, halvedTrials, h.settings);
+    }
+    const JpegCandidate f = searchLayout(fullTrials, full, first);
+    if (f.score <= c.target)
+        return searched(c, fullTrials, f.settings);
+    const JpegSettings floor = onTheFloor(halvedTrials, fullTrials, halved, full);
+    if (auto settled = halvedOnWhole(c, halvedTrials, fullTrials, halved, floor, image))
+        return std::move(*settled);
+    return {floor, std::nullopt};
 }
 
 // Where a lossy search without a pass ends: its highest setting tried, or the lightest
