@@ -244,7 +244,7 @@ def engine_run(img, fmt, level, fixed=False):
                        ['-metadata', 'strip'] + ENGINE_ARGS, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
     secs = time.perf_counter() - start
     if r.returncode != 0 or not os.path.exists(out):
-        print(f'engine failed on {img.name} ({fmt} level {level}): {r.stderr.strip()}', file=sys.stderr)
+        print(f'engine failed on {img.name} ({fmt} {" ".join(choice)}): {r.stderr.strip()}', file=sys.stderr)
         return None
     return out, secs
 
